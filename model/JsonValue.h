@@ -1,0 +1,135 @@
+#pragma once
+
+#include "DecodeError.h"
+#include "JsonPath.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <simdjson.h>
+
+#include <optional>
+#include <string_view>
+
+// One value of a document being decoded, with the strict rules every record shares: required values
+// must have the right JSON type, integers must be exact 64-bit integers, optional values may be
+// absent or null and are then empty. Every failure throws DecodeError naming the path.
+class JsonValue final {
+public:
+    JsonValue(simdjson::ondemand::value value, const JsonPath& path)
+        : m_value(value)
+        , m_path(path)
+    {
+    }
+
+    const JsonPath& path() const { return m_path; }
+
+    bool isNull();
+    QString toString();
+    // The unescaped UTF-8 text of a string value; valid while the document lives.
+    std::string_view toUtf8View();
+    qint64 toInt64();
+    bool toBool();
+    std::optional<QString> toOptionalString();
+    std::optional<qint64> toOptionalInt64();
+    std::optional<bool> toOptionalBool();
+
+    // Calls visit(key, value) for every member of an object, in document order. Unknown keys are the
+    // caller's to skip: a value that visit leaves untouched is skipped by the parser.
+    template <class Visit> void forEachField(Visit&& visit)
+    {
+        simdjson::ondemand::object object;
+        expectType(simdjson::ondemand::json_type::object);
+        check(m_value.get_object().get(object));
+        for (auto fieldResult : object) {
+            simdjson::ondemand::field field;
+            check(std::move(fieldResult).get(field));
+            std::string_view key;
+            check(field.unescaped_key().get(key));
+            const JsonPath childPath(&m_path, key);
+            JsonValue child(field.value(), childPath);
+            visit(key, child);
+        }
+    }
+
+    template <class Visit> void forEachElement(Visit&& visit)
+    {
+        simdjson::ondemand::array array;
+        expectType(simdjson::ondemand::json_type::array);
+        check(m_value.get_array().get(array));
+        qsizetype index = 0;
+        for (auto elementResult : array) {
+            simdjson::ondemand::value element;
+            check(std::move(elementResult).get(element));
+            const JsonPath childPath(&m_path, index++);
+            JsonValue child(element, childPath);
+            visit(child);
+        }
+    }
+
+    [[noreturn]] void fail(const QString& what) const;
+    [[noreturn]] static void failAt(const JsonPath& path, const QString& what);
+
+private:
+    simdjson::ondemand::json_type type();
+    void expectType(simdjson::ondemand::json_type expected);
+    void check(simdjson::error_code error) const;
+
+    simdjson::ondemand::value m_value;
+    const JsonPath& m_path;
+};
+
+// Tracks which required keys of one object were seen; reports the first missing one.
+class RequiredKeys final {
+public:
+    void seen(int bit) { m_seen |= 1u << bit; }
+    // names[i] is the key of bit i; throws for the first one not seen.
+    template <std::size_t N> void require(const JsonPath& path, const char* const (&names)[N]) const
+    {
+        for (std::size_t i = 0; i < N; ++i) {
+            if (!(m_seen & (1u << i)))
+                missing(path, names[i]);
+        }
+    }
+
+private:
+    [[noreturn]] static void missing(const JsonPath& path, const char* name);
+    unsigned m_seen = 0;
+};
+
+// Owns the parser and the padded input of one decoding; the root value lives as long as it does.
+class JsonDocument final {
+public:
+    explicit JsonDocument(const QByteArray& bytes);
+    JsonDocument(const JsonDocument&) = delete;
+    JsonDocument& operator=(const JsonDocument&) = delete;
+
+    JsonValue root();
+    // Fails when anything but whitespace follows the root value.
+    void finish();
+
+private:
+    static simdjson::ondemand::parser& parser();
+
+    simdjson::padded_string m_copy;
+    simdjson::ondemand::document m_document;
+    JsonPath m_rootPath;
+};
+
+// A JSON array of records, each decoded by T::fromJson.
+template <class T> QList<T> decodeList(JsonValue& value)
+{
+    QList<T> list;
+    value.forEachElement([&](JsonValue& element) { list.append(T::fromJson(element)); });
+    return list;
+}
+
+template <class T> T decodeJson(const QByteArray& bytes)
+{
+    JsonDocument document(bytes);
+    JsonValue root = document.root();
+    T value = T::fromJson(root);
+    document.finish();
+    return value;
+}
