@@ -20,8 +20,7 @@ namespace {
 
 // Times `work` alone: the result it returns is destroyed after the clock stops, as a garbage-collected
 // runtime would free it later too.
-template <class F> double bestMilliseconds(int runs, F&& work)
-{
+template <class F> double bestMilliseconds(int runs, F&& work) {
     double best = 1e300;
     for (int i = 0; i < runs; ++i) {
         QElapsedTimer timer;
@@ -33,8 +32,7 @@ template <class F> double bestMilliseconds(int runs, F&& work)
     return best;
 }
 
-double nodeMilliseconds(const QString& file, int runs)
-{
+double nodeMilliseconds(const QString& file, int runs) {
     const QString node = QStandardPaths::findExecutable(u"node"_s);
     if (node.isEmpty())
         return -1;
@@ -57,8 +55,7 @@ console.log(best.toFixed(3));)"_s.arg(runs);
 
 } // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     // Keep freed memory in the process between runs, as V8 keeps its heap: otherwise every run pays
     // the kernel for zeroing fresh pages again and the figure measures the allocator, not decoding.

@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-AdminStats AdminStats::fromJson(JsonValue& value)
-{
+AdminStats AdminStats::fromJson(JsonValue& value) {
     AdminStats stats;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -26,8 +25,7 @@ AdminStats AdminStats::fromJson(JsonValue& value)
     return stats;
 }
 
-void AdminStats::toJson(JsonWriter& writer) const
-{
+void AdminStats::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("total_users", totalUsers);
     writer.field("total_tasks", totalTasks);

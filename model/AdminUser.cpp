@@ -7,8 +7,7 @@
 
 using namespace Qt::StringLiterals;
 
-QString AdminUser::displayName() const
-{
+QString AdminUser::displayName() const {
     // Unlike User, a present but empty name part is kept: the panel shows names exactly as stored.
     QStringList parts;
     if (firstName)
@@ -23,8 +22,7 @@ QString AdminUser::displayName() const
     return u"User #"_s + telegramId;
 }
 
-AdminUser AdminUser::fromJson(JsonValue& value)
-{
+AdminUser AdminUser::fromJson(JsonValue& value) {
     AdminUser user;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -50,8 +48,7 @@ AdminUser AdminUser::fromJson(JsonValue& value)
     return user;
 }
 
-void AdminUser::toJson(JsonWriter& writer) const
-{
+void AdminUser::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("id", id);
     writer.field("telegram_id", telegramId);

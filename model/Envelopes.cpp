@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-AuthResponse AuthResponse::fromJson(JsonValue& value)
-{
+AuthResponse AuthResponse::fromJson(JsonValue& value) {
     AuthResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -23,8 +22,7 @@ AuthResponse AuthResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void AuthResponse::toJson(JsonWriter& writer) const
-{
+void AuthResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("success", success);
     writer.field("token", token);
@@ -33,8 +31,7 @@ void AuthResponse::toJson(JsonWriter& writer) const
     writer.endObject();
 }
 
-TasksResponse TasksResponse::fromJson(JsonValue& value)
-{
+TasksResponse TasksResponse::fromJson(JsonValue& value) {
     TasksResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -47,15 +44,13 @@ TasksResponse TasksResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void TasksResponse::toJson(JsonWriter& writer) const
-{
+void TasksResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writeList(writer, "tasks", tasks);
     writer.endObject();
 }
 
-TaskResponse TaskResponse::fromJson(JsonValue& value)
-{
+TaskResponse TaskResponse::fromJson(JsonValue& value) {
     TaskResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -68,16 +63,14 @@ TaskResponse TaskResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void TaskResponse::toJson(JsonWriter& writer) const
-{
+void TaskResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.key("task");
     task.toJson(writer);
     writer.endObject();
 }
 
-FoldersResponse FoldersResponse::fromJson(JsonValue& value)
-{
+FoldersResponse FoldersResponse::fromJson(JsonValue& value) {
     FoldersResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -90,15 +83,13 @@ FoldersResponse FoldersResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void FoldersResponse::toJson(JsonWriter& writer) const
-{
+void FoldersResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writeList(writer, "folders", folders);
     writer.endObject();
 }
 
-AttachmentsResponse AttachmentsResponse::fromJson(JsonValue& value)
-{
+AttachmentsResponse AttachmentsResponse::fromJson(JsonValue& value) {
     AttachmentsResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -111,15 +102,13 @@ AttachmentsResponse AttachmentsResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void AttachmentsResponse::toJson(JsonWriter& writer) const
-{
+void AttachmentsResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writeList(writer, "attachments", attachments);
     writer.endObject();
 }
 
-ApiKeyResponse ApiKeyResponse::fromJson(JsonValue& value)
-{
+ApiKeyResponse ApiKeyResponse::fromJson(JsonValue& value) {
     ApiKeyResponse response;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -132,8 +121,7 @@ ApiKeyResponse ApiKeyResponse::fromJson(JsonValue& value)
     return response;
 }
 
-void ApiKeyResponse::toJson(JsonWriter& writer) const
-{
+void ApiKeyResponse::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("api_key", apiKey);
     writer.endObject();

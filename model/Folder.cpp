@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-Folder Folder::fromJson(JsonValue& value)
-{
+Folder Folder::fromJson(JsonValue& value) {
     Folder folder;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -25,8 +24,7 @@ Folder Folder::fromJson(JsonValue& value)
     return folder;
 }
 
-void Folder::toJson(JsonWriter& writer) const
-{
+void Folder::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("id", id);
     writer.field("name", name);

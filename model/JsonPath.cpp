@@ -1,7 +1,6 @@
 #include "JsonPath.h"
 
-QString JsonPath::toString() const
-{
+QString JsonPath::toString() const {
     QString parentText = m_parent ? m_parent->toString() : QString();
     if (m_index >= 0)
         return parentText + u'[' + QString::number(m_index) + u']';

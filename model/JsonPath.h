@@ -11,14 +11,10 @@ public:
     JsonPath() = default;
     JsonPath(const JsonPath* parent, std::string_view key)
         : m_parent(parent)
-        , m_key(key)
-    {
-    }
+        , m_key(key) {}
     JsonPath(const JsonPath* parent, qsizetype index)
         : m_parent(parent)
-        , m_index(index)
-    {
-    }
+        , m_index(index) {}
 
     QString toString() const;
 

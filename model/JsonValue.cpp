@@ -8,8 +8,7 @@ using simdjson::ondemand::number_type;
 
 namespace {
 
-QString typeName(json_type type)
-{
+QString typeName(json_type type) {
     switch (type) {
     case json_type::array:
         return u"массив"_s;
@@ -27,8 +26,7 @@ QString typeName(json_type type)
     return u"неизвестный тип"_s;
 }
 
-QString expectedName(json_type type)
-{
+QString expectedName(json_type type) {
     switch (type) {
     case json_type::array:
         return u"ожидался массив"_s;
@@ -46,8 +44,7 @@ QString expectedName(json_type type)
     return {};
 }
 
-QString syntaxMessage(simdjson::error_code error)
-{
+QString syntaxMessage(simdjson::error_code error) {
     switch (error) {
     case simdjson::EMPTY:
         return u"пустой ответ"_s;
@@ -70,57 +67,48 @@ QString syntaxMessage(simdjson::error_code error)
 
 } // namespace
 
-void JsonValue::failAt(const JsonPath& path, const QString& what)
-{
+void JsonValue::failAt(const JsonPath& path, const QString& what) {
     const QString where = path.toString();
     throw DecodeError(where.isEmpty() ? what : where + u": "_s + what);
 }
 
-void JsonValue::fail(const QString& what) const
-{
+void JsonValue::fail(const QString& what) const {
     failAt(m_path, what);
 }
 
-void JsonValue::check(simdjson::error_code error) const
-{
+void JsonValue::check(simdjson::error_code error) const {
     if (error != simdjson::SUCCESS)
         fail(syntaxMessage(error));
 }
 
-json_type JsonValue::type()
-{
+json_type JsonValue::type() {
     json_type result;
     check(m_value.type().get(result));
     return result;
 }
 
-void JsonValue::expectType(json_type expected)
-{
+void JsonValue::expectType(json_type expected) {
     const json_type actual = type();
     if (actual != expected)
         fail(expectedName(expected) + u", получено: "_s + typeName(actual));
 }
 
-bool JsonValue::isNull()
-{
+bool JsonValue::isNull() {
     return type() == json_type::null;
 }
 
-std::string_view JsonValue::toUtf8View()
-{
+std::string_view JsonValue::toUtf8View() {
     expectType(json_type::string);
     std::string_view text;
     check(m_value.get_string().get(text));
     return text;
 }
 
-QString JsonValue::toString()
-{
+QString JsonValue::toString() {
     return utf8ToString(toUtf8View());
 }
 
-qint64 JsonValue::toInt64()
-{
+qint64 JsonValue::toInt64() {
     expectType(json_type::number);
     number_type kind;
     check(m_value.get_number_type().get(kind));
@@ -136,49 +124,42 @@ qint64 JsonValue::toInt64()
     return number;
 }
 
-bool JsonValue::toBool()
-{
+bool JsonValue::toBool() {
     expectType(json_type::boolean);
     bool flag = false;
     check(m_value.get_bool().get(flag));
     return flag;
 }
 
-std::optional<QString> JsonValue::toOptionalString()
-{
+std::optional<QString> JsonValue::toOptionalString() {
     if (isNull())
         return std::nullopt;
     return toString();
 }
 
-std::optional<qint64> JsonValue::toOptionalInt64()
-{
+std::optional<qint64> JsonValue::toOptionalInt64() {
     if (isNull())
         return std::nullopt;
     return toInt64();
 }
 
-std::optional<bool> JsonValue::toOptionalBool()
-{
+std::optional<bool> JsonValue::toOptionalBool() {
     if (isNull())
         return std::nullopt;
     return toBool();
 }
 
-void RequiredKeys::missing(const JsonPath& path, const char* name)
-{
+void RequiredKeys::missing(const JsonPath& path, const char* name) {
     JsonValue::failAt(path, u"нет обязательного ключа «%1»"_s.arg(QString::fromUtf8(name)));
 }
 
-simdjson::ondemand::parser& JsonDocument::parser()
-{
+simdjson::ondemand::parser& JsonDocument::parser() {
     // A parser keeps its buffers between documents; one per thread avoids reallocating them per answer.
     thread_local simdjson::ondemand::parser instance;
     return instance;
 }
 
-JsonDocument::JsonDocument(const QByteArray& bytes)
-{
+JsonDocument::JsonDocument(const QByteArray& bytes) {
     simdjson::error_code error;
     const auto size = std::size_t(bytes.size());
     if (std::size_t(bytes.capacity()) >= size + simdjson::SIMDJSON_PADDING) {
@@ -191,8 +172,7 @@ JsonDocument::JsonDocument(const QByteArray& bytes)
         JsonValue::failAt(m_rootPath, syntaxMessage(error));
 }
 
-JsonValue JsonDocument::root()
-{
+JsonValue JsonDocument::root() {
     // Every answer is an object; a bare scalar would otherwise be reported as an obscure parser error.
     json_type type;
     simdjson::error_code error = m_document.type().get(type);
@@ -207,8 +187,7 @@ JsonValue JsonDocument::root()
     return JsonValue(value, m_rootPath);
 }
 
-void JsonDocument::finish()
-{
+void JsonDocument::finish() {
     // Past the root value the iterator has no location left unless something follows it.
     if (m_document.current_location().error() == simdjson::SUCCESS)
         JsonValue::failAt(m_rootPath, syntaxMessage(simdjson::TRAILING_CONTENT));

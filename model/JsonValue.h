@@ -19,9 +19,7 @@ class JsonValue final {
 public:
     JsonValue(simdjson::ondemand::value value, const JsonPath& path)
         : m_value(value)
-        , m_path(path)
-    {
-    }
+        , m_path(path) {}
 
     const JsonPath& path() const { return m_path; }
 
@@ -37,8 +35,7 @@ public:
 
     // Calls visit(key, value) for every member of an object, in document order. Unknown keys are the
     // caller's to skip: a value that visit leaves untouched is skipped by the parser.
-    template <class Visit> void forEachField(Visit&& visit)
-    {
+    template <class Visit> void forEachField(Visit&& visit) {
         simdjson::ondemand::object object;
         expectType(simdjson::ondemand::json_type::object);
         check(m_value.get_object().get(object));
@@ -53,8 +50,7 @@ public:
         }
     }
 
-    template <class Visit> void forEachElement(Visit&& visit)
-    {
+    template <class Visit> void forEachElement(Visit&& visit) {
         simdjson::ondemand::array array;
         expectType(simdjson::ondemand::json_type::array);
         check(m_value.get_array().get(array));
@@ -85,8 +81,7 @@ class RequiredKeys final {
 public:
     void seen(int bit) { m_seen |= 1u << bit; }
     // names[i] is the key of bit i; throws for the first one not seen.
-    template <std::size_t N> void require(const JsonPath& path, const char* const (&names)[N]) const
-    {
+    template <std::size_t N> void require(const JsonPath& path, const char* const (&names)[N]) const {
         for (std::size_t i = 0; i < N; ++i) {
             if (!(m_seen & (1u << i)))
                 missing(path, names[i]);
@@ -118,15 +113,13 @@ private:
 };
 
 // A JSON array of records, each decoded by T::fromJson.
-template <class T> QList<T> decodeList(JsonValue& value)
-{
+template <class T> QList<T> decodeList(JsonValue& value) {
     QList<T> list;
     value.forEachElement([&](JsonValue& element) { list.append(T::fromJson(element)); });
     return list;
 }
 
-template <class T> T decodeJson(const QByteArray& bytes)
-{
+template <class T> T decodeJson(const QByteArray& bytes) {
     JsonDocument document(bytes);
     JsonValue root = document.root();
     T value = T::fromJson(root);

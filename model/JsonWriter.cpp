@@ -2,8 +2,7 @@
 
 namespace {
 
-void appendEscaped(QByteArray& out, std::string_view utf8)
-{
+void appendEscaped(QByteArray& out, std::string_view utf8) {
     static constexpr char hex[] = "0123456789abcdef";
     out.reserve(out.size() + qsizetype(utf8.size()) + 2);
     out.append('"');
@@ -48,75 +47,64 @@ void appendEscaped(QByteArray& out, std::string_view utf8)
 
 } // namespace
 
-void JsonWriter::separate()
-{
+void JsonWriter::separate() {
     if (m_needComma)
         m_out.append(',');
 }
 
-void JsonWriter::beginObject()
-{
+void JsonWriter::beginObject() {
     separate();
     m_out.append('{');
     m_needComma = false;
 }
 
-void JsonWriter::endObject()
-{
+void JsonWriter::endObject() {
     m_out.append('}');
     m_needComma = true;
 }
 
-void JsonWriter::beginArray()
-{
+void JsonWriter::beginArray() {
     separate();
     m_out.append('[');
     m_needComma = false;
 }
 
-void JsonWriter::endArray()
-{
+void JsonWriter::endArray() {
     m_out.append(']');
     m_needComma = true;
 }
 
-void JsonWriter::key(std::string_view name)
-{
+void JsonWriter::key(std::string_view name) {
     separate();
     appendEscaped(m_out, name);
     m_out.append(':');
     m_needComma = false;
 }
 
-void JsonWriter::value(const QString& text)
-{
+void JsonWriter::value(const QString& text) {
     const QByteArray utf8 = text.toUtf8();
     value(std::string_view(utf8.constData(), std::size_t(utf8.size())));
 }
 
-void JsonWriter::value(std::string_view utf8)
-{
+void JsonWriter::value(std::string_view utf8) {
     separate();
     appendEscaped(m_out, utf8);
     m_needComma = true;
 }
 
-void JsonWriter::value(qint64 number)
-{
+void JsonWriter::value(qint64 number) {
     separate();
     m_out.append(QByteArray::number(number));
     m_needComma = true;
 }
 
-void JsonWriter::value(bool flag)
-{
+void JsonWriter::value(bool flag) {
     separate();
     m_out.append(flag ? "true" : "false");
     m_needComma = true;
 }
 
-void JsonWriter::nullValue()
-{
+void JsonWriter::nullValue() {
     separate();
     m_out.append("null");
     m_needComma = true;

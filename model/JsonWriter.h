@@ -26,23 +26,19 @@ public:
     void value(bool flag);
     void nullValue();
 
-    void field(std::string_view name, const QString& text)
-    {
+    void field(std::string_view name, const QString& text) {
         key(name);
         value(text);
     }
-    void field(std::string_view name, qint64 number)
-    {
+    void field(std::string_view name, qint64 number) {
         key(name);
         value(number);
     }
-    void field(std::string_view name, bool flag)
-    {
+    void field(std::string_view name, bool flag) {
         key(name);
         value(flag);
     }
-    template <class T> void optionalField(std::string_view name, const std::optional<T>& optional)
-    {
+    template <class T> void optionalField(std::string_view name, const std::optional<T>& optional) {
         if (optional)
             field(name, *optional);
     }
@@ -57,8 +53,7 @@ private:
     bool m_needComma = false;
 };
 
-template <class T> void writeList(JsonWriter& writer, std::string_view name, const QList<T>& list)
-{
+template <class T> void writeList(JsonWriter& writer, std::string_view name, const QList<T>& list) {
     writer.key(name);
     writer.beginArray();
     for (const T& item : list)
@@ -67,8 +62,7 @@ template <class T> void writeList(JsonWriter& writer, std::string_view name, con
 }
 
 // Encodes one record that offers toJson(JsonWriter&).
-template <class T> QByteArray encodeJson(const T& record)
-{
+template <class T> QByteArray encodeJson(const T& record) {
     JsonWriter writer;
     record.toJson(writer);
     return writer.take();

@@ -6,8 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool readDigits(QStringView text, qsizetype at, int count, int& out)
-{
+bool readDigits(QStringView text, qsizetype at, int count, int& out) {
     if (at + count > text.size())
         return false;
     int value = 0;
@@ -21,17 +20,15 @@ bool readDigits(QStringView text, qsizetype at, int count, int& out)
     return true;
 }
 
-bool readSeparator(QStringView text, qsizetype at, char16_t separator)
-{
+bool readSeparator(QStringView text, qsizetype at, char16_t separator) {
     return at < text.size() && text[at].unicode() == separator;
 }
 
 // yyyy-MM-dd at the start of text.
-std::optional<QDate> readDay(QStringView text)
-{
+std::optional<QDate> readDay(QStringView text) {
     int year = 0, month = 0, day = 0;
-    if (!readDigits(text, 0, 4, year) || !readSeparator(text, 4, u'-') || !readDigits(text, 5, 2, month)
-        || !readSeparator(text, 7, u'-') || !readDigits(text, 8, 2, day))
+    if (!readDigits(text, 0, 4, year) || !readSeparator(text, 4, u'-') || !readDigits(text, 5, 2, month) ||
+        !readSeparator(text, 7, u'-') || !readDigits(text, 8, 2, day))
         return std::nullopt;
     const QDate date(year, month, day);
     if (!date.isValid())
@@ -40,25 +37,22 @@ std::optional<QDate> readDay(QStringView text)
 }
 
 // HH:mm:ss starting at `at`.
-std::optional<QTime> readClock(QStringView text, qsizetype at)
-{
+std::optional<QTime> readClock(QStringView text, qsizetype at) {
     int hour = 0, minute = 0, second = 0;
-    if (!readDigits(text, at, 2, hour) || !readSeparator(text, at + 2, u':') || !readDigits(text, at + 3, 2, minute)
-        || !readSeparator(text, at + 5, u':') || !readDigits(text, at + 6, 2, second))
+    if (!readDigits(text, at, 2, hour) || !readSeparator(text, at + 2, u':') || !readDigits(text, at + 3, 2, minute) ||
+        !readSeparator(text, at + 5, u':') || !readDigits(text, at + 6, 2, second))
         return std::nullopt;
     if (hour > 23 || minute > 59 || second > 59)
         return std::nullopt;
     return QTime(hour, minute, second);
 }
 
-QDateTime utc(QDate date, QTime time)
-{
+QDateTime utc(QDate date, QTime time) {
     return QDateTime(date, time, Qt::UTC);
 }
 
 // Forms 1 and 2: the date-time, then optional fractional seconds, then Z or ±HH:MM, then nothing.
-std::optional<QDateTime> readInternetDateTime(QStringView text, bool withFraction)
-{
+std::optional<QDateTime> readInternetDateTime(QStringView text, bool withFraction) {
     const auto date = readDay(text);
     if (!date || !readSeparator(text, 10, u'T'))
         return std::nullopt;
@@ -93,8 +87,8 @@ std::optional<QDateTime> readInternetDateTime(QStringView text, bool withFractio
         return std::nullopt;
     const int sign = text[at].unicode() == u'-' ? -1 : 1;
     int offsetHours = 0, offsetMinutes = 0;
-    if (!readDigits(text, at + 1, 2, offsetHours) || !readSeparator(text, at + 3, u':')
-        || !readDigits(text, at + 4, 2, offsetMinutes) || at + 6 != text.size())
+    if (!readDigits(text, at + 1, 2, offsetHours) || !readSeparator(text, at + 3, u':') ||
+        !readDigits(text, at + 4, 2, offsetMinutes) || at + 6 != text.size())
         return std::nullopt;
     if (offsetHours > 23 || offsetMinutes > 59)
         return std::nullopt;
@@ -104,8 +98,7 @@ std::optional<QDateTime> readInternetDateTime(QStringView text, bool withFractio
 
 } // namespace
 
-std::optional<QDateTime> parseServerDate(QStringView text)
-{
+std::optional<QDateTime> parseServerDate(QStringView text) {
     if (auto withFraction = readInternetDateTime(text, true))
         return withFraction;
     if (auto withoutFraction = readInternetDateTime(text, false))
@@ -124,8 +117,7 @@ std::optional<QDateTime> parseServerDate(QStringView text)
     return std::nullopt;
 }
 
-QString formatDeadline(const std::optional<QString>& text)
-{
+QString formatDeadline(const std::optional<QString>& text) {
     const QString none = u"Без дедлайна"_s;
     if (!text || text->isEmpty())
         return none;

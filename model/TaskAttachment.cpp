@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-TaskAttachment TaskAttachment::fromJson(JsonValue& value)
-{
+TaskAttachment TaskAttachment::fromJson(JsonValue& value) {
     TaskAttachment attachment;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -28,8 +27,7 @@ TaskAttachment TaskAttachment::fromJson(JsonValue& value)
     return attachment;
 }
 
-void TaskAttachment::toJson(JsonWriter& writer) const
-{
+void TaskAttachment::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("id", id);
     writer.field("filename", filename);

@@ -4,8 +4,7 @@
 
 using namespace Qt::StringLiterals;
 
-QString rawValue(TaskPriority priority)
-{
+QString rawValue(TaskPriority priority) {
     switch (priority) {
     case TaskPriority::high:
         return u"high"_s;
@@ -17,8 +16,7 @@ QString rawValue(TaskPriority priority)
     return {};
 }
 
-std::optional<TaskPriority> taskPriorityFromRaw(QStringView raw)
-{
+std::optional<TaskPriority> taskPriorityFromRaw(QStringView raw) {
     for (TaskPriority priority : allTaskPriorities) {
         if (raw == rawValue(priority))
             return priority;
@@ -26,8 +24,7 @@ std::optional<TaskPriority> taskPriorityFromRaw(QStringView raw)
     return std::nullopt;
 }
 
-TaskPriority decodeTaskPriority(JsonValue& value)
-{
+TaskPriority decodeTaskPriority(JsonValue& value) {
     const std::string_view raw = value.toUtf8View();
     if (raw == "high")
         return TaskPriority::high;

@@ -4,8 +4,7 @@
 
 using namespace Qt::StringLiterals;
 
-QString rawValue(TaskStatus status)
-{
+QString rawValue(TaskStatus status) {
     switch (status) {
     case TaskStatus::pending:
         return u"pending"_s;
@@ -17,8 +16,7 @@ QString rawValue(TaskStatus status)
     return {};
 }
 
-std::optional<TaskStatus> taskStatusFromRaw(QStringView raw)
-{
+std::optional<TaskStatus> taskStatusFromRaw(QStringView raw) {
     for (TaskStatus status : allTaskStatuses) {
         if (raw == rawValue(status))
             return status;
@@ -26,8 +24,7 @@ std::optional<TaskStatus> taskStatusFromRaw(QStringView raw)
     return std::nullopt;
 }
 
-TaskStatus decodeTaskStatus(JsonValue& value)
-{
+TaskStatus decodeTaskStatus(JsonValue& value) {
     const std::string_view raw = value.toUtf8View();
     if (raw == "pending")
         return TaskStatus::pending;

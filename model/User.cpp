@@ -7,8 +7,7 @@
 
 using namespace Qt::StringLiterals;
 
-QString User::displayName() const
-{
+QString User::displayName() const {
     QStringList parts;
     for (const auto* part : {&firstName, &lastName}) {
         if (*part && !(*part)->isEmpty())
@@ -22,8 +21,7 @@ QString User::displayName() const
     return u"User"_s;
 }
 
-User User::fromJson(JsonValue& value)
-{
+User User::fromJson(JsonValue& value) {
     User user;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -49,8 +47,7 @@ User User::fromJson(JsonValue& value)
     return user;
 }
 
-void User::toJson(JsonWriter& writer) const
-{
+void User::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("id", id);
     writer.field("telegram_id", telegramId);

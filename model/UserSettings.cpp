@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-UserSettings UserSettings::fromJson(JsonValue& value)
-{
+UserSettings UserSettings::fromJson(JsonValue& value) {
     UserSettings settings;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -17,8 +16,7 @@ UserSettings UserSettings::fromJson(JsonValue& value)
     return settings;
 }
 
-void UserSettings::toJson(JsonWriter& writer) const
-{
+void UserSettings::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("auto_send_bot", autoSendBot);
     writer.endObject();

@@ -3,8 +3,7 @@
 #include "JsonValue.h"
 #include "JsonWriter.h"
 
-StatsTotals StatsTotals::fromJson(JsonValue& value)
-{
+StatsTotals StatsTotals::fromJson(JsonValue& value) {
     StatsTotals totals;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -20,16 +19,14 @@ StatsTotals StatsTotals::fromJson(JsonValue& value)
     return totals;
 }
 
-void StatsTotals::toJson(JsonWriter& writer) const
-{
+void StatsTotals::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("created", created);
     writer.field("completed", completed);
     writer.endObject();
 }
 
-StatsDayCount StatsDayCount::fromJson(JsonValue& value)
-{
+StatsDayCount StatsDayCount::fromJson(JsonValue& value) {
     StatsDayCount day;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -45,16 +42,14 @@ StatsDayCount StatsDayCount::fromJson(JsonValue& value)
     return day;
 }
 
-void StatsDayCount::toJson(JsonWriter& writer) const
-{
+void StatsDayCount::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("date", date);
     writer.field("count", count);
     writer.endObject();
 }
 
-StatsDaily StatsDaily::fromJson(JsonValue& value)
-{
+StatsDaily StatsDaily::fromJson(JsonValue& value) {
     StatsDaily daily;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -70,16 +65,14 @@ StatsDaily StatsDaily::fromJson(JsonValue& value)
     return daily;
 }
 
-void StatsDaily::toJson(JsonWriter& writer) const
-{
+void StatsDaily::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writeList(writer, "created", created);
     writeList(writer, "completed", completed);
     writer.endObject();
 }
 
-StatsPriority StatsPriority::fromJson(JsonValue& value)
-{
+StatsPriority StatsPriority::fromJson(JsonValue& value) {
     StatsPriority entry;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -95,16 +88,14 @@ StatsPriority StatsPriority::fromJson(JsonValue& value)
     return entry;
 }
 
-void StatsPriority::toJson(JsonWriter& writer) const
-{
+void StatsPriority::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("priority", priority);
     writer.field("count", count);
     writer.endObject();
 }
 
-UserStats UserStats::fromJson(JsonValue& value)
-{
+UserStats UserStats::fromJson(JsonValue& value) {
     UserStats stats;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -126,8 +117,7 @@ UserStats UserStats::fromJson(JsonValue& value)
     return stats;
 }
 
-void UserStats::toJson(JsonWriter& writer) const
-{
+void UserStats::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("range", range);
     writer.key("totals");

@@ -6,8 +6,7 @@
 namespace {
 
 // UTF-16 code units needed: one per lead byte, one more per four-byte sequence (a surrogate pair).
-qsizetype utf16Length(const unsigned char* in, std::size_t size)
-{
+qsizetype utf16Length(const unsigned char* in, std::size_t size) {
     qsizetype units = 0;
     for (std::size_t i = 0; i < size; ++i)
         units += ((in[i] & 0xC0) != 0x80) + (in[i] >= 0xF0);
@@ -16,8 +15,7 @@ qsizetype utf16Length(const unsigned char* in, std::size_t size)
 
 } // namespace
 
-QString utf8ToString(std::string_view validUtf8)
-{
+QString utf8ToString(std::string_view validUtf8) {
     const auto* in = reinterpret_cast<const unsigned char*>(validUtf8.data());
     const std::size_t size = validUtf8.size();
     if (size == 0)
@@ -33,7 +31,7 @@ QString utf8ToString(std::string_view validUtf8)
             std::memcpy(&word, in + i, 4);
             if ((word & 0xC0E0C0E0u) == 0x80C080C0u) {
                 out[0] = char16_t(((word & 0x1F) << 6) | ((word >> 8) & 0x3F));
-                out[1] = char16_t(((word >> 12) & 0x7C0) | ((word >> 24) & 0x3F));
+                out[1] = char16_t(((word >> 10) & 0x7C0) | ((word >> 24) & 0x3F));
                 out += 2;
                 i += 4;
                 continue;
@@ -59,8 +57,8 @@ QString utf8ToString(std::string_view validUtf8)
             *out++ = char16_t(((lead & 0x0F) << 12) | ((in[i + 1] & 0x3F) << 6) | (in[i + 2] & 0x3F));
             i += 3;
         } else {
-            const char32_t code = ((lead & 0x07) << 18) | ((in[i + 1] & 0x3F) << 12) | ((in[i + 2] & 0x3F) << 6)
-                                  | (in[i + 3] & 0x3F);
+            const char32_t code =
+                ((lead & 0x07) << 18) | ((in[i + 1] & 0x3F) << 12) | ((in[i + 2] & 0x3F) << 6) | (in[i + 3] & 0x3F);
             *out++ = char16_t(0xD800 + ((code - 0x10000) >> 10));
             *out++ = char16_t(0xDC00 + ((code - 0x10000) & 0x3FF));
             i += 4;

@@ -4,8 +4,7 @@
 #include "JsonWriter.h"
 
 // Keys are dispatched on length first: it is the hot loop of decoding a task list.
-VexoTask VexoTask::fromJson(JsonValue& value)
-{
+VexoTask VexoTask::fromJson(JsonValue& value) {
     VexoTask task;
     RequiredKeys required;
     value.forEachField([&](std::string_view key, JsonValue& field) {
@@ -77,8 +76,7 @@ VexoTask VexoTask::fromJson(JsonValue& value)
     return task;
 }
 
-void VexoTask::toJson(JsonWriter& writer) const
-{
+void VexoTask::toJson(JsonWriter& writer) const {
     writer.beginObject();
     writer.field("id", id);
     writer.field("title", title);

@@ -14,13 +14,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-template <class T> std::function<void(const QByteArray&)> decoderFor()
-{
+template <class T> std::function<void(const QByteArray&)> decoderFor() {
     return [](const QByteArray& bytes) { (void)decodeJson<T>(bytes); };
 }
 
-QJsonObject userSample()
-{
+QJsonObject userSample() {
     return QJsonObject{{u"id"_s, 7},
                        {u"telegram_id"_s, u"123456789"_s},
                        {u"username"_s, u"ivan"_s},
@@ -30,8 +28,7 @@ QJsonObject userSample()
                        {u"is_admin"_s, true}};
 }
 
-QJsonObject taskSample()
-{
+QJsonObject taskSample() {
     return QJsonObject{{u"id"_s, 42},
                        {u"title"_s, u"Купить молоко"_s},
                        {u"description"_s, u"<p>Два литра, <b>3,2%</b></p>"_s},
@@ -49,14 +46,12 @@ QJsonObject taskSample()
                        {u"user_id"_s, 7}};
 }
 
-QJsonObject folderSample()
-{
+QJsonObject folderSample() {
     return QJsonObject{
         {u"id"_s, 3}, {u"name"_s, u"Работа"_s}, {u"color"_s, u"#FF6B6B"_s}, {u"created_at"_s, u"2025-01-01"_s}};
 }
 
-QJsonObject attachmentSample()
-{
+QJsonObject attachmentSample() {
     return QJsonObject{{u"id"_s, 5},
                        {u"filename"_s, u"фото.jpg"_s},
                        {u"mimetype"_s, u"image/jpeg"_s},
@@ -64,32 +59,27 @@ QJsonObject attachmentSample()
                        {u"created_at"_s, u"2025-03-01 10:00:00"_s}};
 }
 
-QJsonObject dayCount(const QString& date, int count)
-{
+QJsonObject dayCount(const QString& date, int count) {
     return QJsonObject{{u"date"_s, date}, {u"count"_s, count}};
 }
 
-QJsonObject dailySample()
-{
+QJsonObject dailySample() {
     return QJsonObject{{u"created"_s, QJsonArray{dayCount(u"2025-03-01"_s, 2)}},
                        {u"completed"_s, QJsonArray{dayCount(u"2025-03-01"_s, 1)}}};
 }
 
-QJsonObject priorityCount(const QString& priority, int count)
-{
+QJsonObject priorityCount(const QString& priority, int count) {
     return QJsonObject{{u"priority"_s, priority}, {u"count"_s, count}};
 }
 
-QJsonObject statsSample()
-{
+QJsonObject statsSample() {
     return QJsonObject{{u"range"_s, u"week"_s},
                        {u"totals"_s, QJsonObject{{u"created"_s, 2}, {u"completed"_s, 1}}},
                        {u"daily"_s, dailySample()},
                        {u"priority"_s, QJsonArray{priorityCount(u"high"_s, 1), priorityCount(u"low"_s, 1)}}};
 }
 
-QJsonObject adminUserSample()
-{
+QJsonObject adminUserSample() {
     return QJsonObject{{u"id"_s, 1},
                        {u"telegram_id"_s, u"12345"_s},
                        {u"username"_s, u"admin"_s},
@@ -101,13 +91,11 @@ QJsonObject adminUserSample()
 
 } // namespace
 
-QByteArray toBytes(const QJsonObject& object)
-{
+QByteArray toBytes(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-QList<RecordFixture> recordFixtures()
-{
+QList<RecordFixture> recordFixtures() {
     return {
         {u"User"_s, userSample(), {u"id"_s, u"telegram_id"_s}, decoderFor<User>()},
         {u"VexoTask"_s,
@@ -137,7 +125,9 @@ QList<RecordFixture> recordFixtures()
          QJsonObject{{u"attachments"_s, QJsonArray{attachmentSample()}}},
          {u"attachments"_s},
          decoderFor<AttachmentsResponse>()},
-        {u"ApiKeyResponse"_s, QJsonObject{{u"api_key"_s, u"vexoapi-abc"_s}}, {u"api_key"_s},
+        {u"ApiKeyResponse"_s,
+         QJsonObject{{u"api_key"_s, u"vexoapi-abc"_s}},
+         {u"api_key"_s},
          decoderFor<ApiKeyResponse>()},
         {u"UserStats"_s, statsSample(), {u"range"_s, u"totals"_s, u"daily"_s, u"priority"_s}, decoderFor<UserStats>()},
         {u"StatsTotals"_s,
@@ -146,11 +136,10 @@ QList<RecordFixture> recordFixtures()
          decoderFor<StatsTotals>()},
         {u"StatsDaily"_s, dailySample(), {u"created"_s, u"completed"_s}, decoderFor<StatsDaily>()},
         {u"StatsDayCount"_s, dayCount(u"2025-03-01"_s, 4), {u"date"_s, u"count"_s}, decoderFor<StatsDayCount>()},
-        {u"StatsPriority"_s, priorityCount(u"medium"_s, 3), {u"priority"_s, u"count"_s},
-         decoderFor<StatsPriority>()},
+        {u"StatsPriority"_s, priorityCount(u"medium"_s, 3), {u"priority"_s, u"count"_s}, decoderFor<StatsPriority>()},
         {u"AdminStats"_s,
-         QJsonObject{{u"total_users"_s, 3}, {u"total_tasks"_s, 40}, {u"active_tasks"_s, 20},
-                     {u"completed_tasks"_s, 15}},
+         QJsonObject{
+             {u"total_users"_s, 3}, {u"total_tasks"_s, 40}, {u"active_tasks"_s, 20}, {u"completed_tasks"_s, 15}},
          {u"total_users"_s, u"total_tasks"_s, u"active_tasks"_s, u"completed_tasks"_s},
          decoderFor<AdminStats>()},
         {u"AdminUser"_s, adminUserSample(), {u"id"_s, u"telegram_id"_s}, decoderFor<AdminUser>()},

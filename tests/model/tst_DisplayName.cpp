@@ -12,8 +12,7 @@ class tst_DisplayName final : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void user_data()
-    {
+    void user_data() {
         QTest::addColumn<OptionalText>("first");
         QTest::addColumn<OptionalText>("last");
         QTest::addColumn<OptionalText>("username");
@@ -22,18 +21,16 @@ private Q_SLOTS:
         QTest::newRow("both names") << OptionalText(u"Иван"_s) << OptionalText(u"Петров"_s) << OptionalText(u"ivan"_s)
                                     << u"Иван Петров"_s;
         QTest::newRow("first only, no trailing space") << OptionalText(u"Иван"_s) << none << none << u"Иван"_s;
-        QTest::newRow("first only, empty last") << OptionalText(u"Иван"_s) << OptionalText(u""_s) << none
-                                                << u"Иван"_s;
+        QTest::newRow("first only, empty last") << OptionalText(u"Иван"_s) << OptionalText(u""_s) << none << u"Иван"_s;
         QTest::newRow("last only") << none << OptionalText(u"Петров"_s) << none << u"Петров"_s;
-        QTest::newRow("empty names, username") << OptionalText(u""_s) << OptionalText(u""_s)
-                                               << OptionalText(u"ivan"_s) << u"ivan"_s;
+        QTest::newRow("empty names, username")
+            << OptionalText(u""_s) << OptionalText(u""_s) << OptionalText(u"ivan"_s) << u"ivan"_s;
         QTest::newRow("username has no prefix") << none << none << OptionalText(u"ivan"_s) << u"ivan"_s;
         QTest::newRow("empty username is still the username") << none << none << OptionalText(u""_s) << u""_s;
         QTest::newRow("nothing at all") << none << none << none << u"User"_s;
     }
 
-    void user()
-    {
+    void user() {
         QFETCH(OptionalText, first);
         QFETCH(OptionalText, last);
         QFETCH(OptionalText, username);
@@ -46,8 +43,7 @@ private Q_SLOTS:
         QCOMPARE(person.displayName(), expected);
     }
 
-    void adminUser_data()
-    {
+    void adminUser_data() {
         QTest::addColumn<OptionalText>("first");
         QTest::addColumn<OptionalText>("last");
         QTest::addColumn<OptionalText>("username");
@@ -59,13 +55,12 @@ private Q_SLOTS:
         QTest::newRow("username") << none << none << OptionalText(u"anna"_s) << u"anna"_s;
         QTest::newRow("nothing: telegram id") << none << none << none << u"User #12345"_s;
         // The panel drops only absent parts; a stored empty part still takes its place.
-        QTest::newRow("empty first, last") << OptionalText(u""_s) << OptionalText(u"Смирнова"_s) << none
-                                           << u" Смирнова"_s;
+        QTest::newRow("empty first, last")
+            << OptionalText(u""_s) << OptionalText(u"Смирнова"_s) << none << u" Смирнова"_s;
         QTest::newRow("empty first only") << OptionalText(u""_s) << none << OptionalText(u"anna"_s) << u"anna"_s;
     }
 
-    void adminUser()
-    {
+    void adminUser() {
         QFETCH(OptionalText, first);
         QFETCH(OptionalText, last);
         QFETCH(OptionalText, username);

@@ -16,8 +16,7 @@ class tst_RecordDecoding final : public QObject {
     Q_OBJECT
 
 private:
-    static RecordFixture fixture(const QString& name)
-    {
+    static RecordFixture fixture(const QString& name) {
         for (const RecordFixture& candidate : recordFixtures()) {
             if (candidate.name == name)
                 return candidate;
@@ -26,8 +25,7 @@ private:
     }
 
     // Returns the decoding error's message, or an empty string when decoding succeeded.
-    static QString decodeError(const RecordFixture& record, const QByteArray& bytes)
-    {
+    static QString decodeError(const RecordFixture& record, const QByteArray& bytes) {
         try {
             record.decode(bytes);
         } catch (const DecodeError& error) {
@@ -37,23 +35,20 @@ private:
     }
 
 private Q_SLOTS:
-    void completeSampleDecodes_data()
-    {
+    void completeSampleDecodes_data() {
         QTest::addColumn<QString>("record");
         for (const RecordFixture& record : recordFixtures())
             QTest::newRow(qPrintable(record.name)) << record.name;
     }
 
-    void completeSampleDecodes()
-    {
+    void completeSampleDecodes() {
         QFETCH(QString, record);
         const RecordFixture f = fixture(record);
         QCOMPARE(decodeError(f, toBytes(f.sample)), QString());
     }
 
     // Every key of every record removed in turn: required keys fail the record, optional ones do not.
-    void removedKey_data()
-    {
+    void removedKey_data() {
         QTest::addColumn<QString>("record");
         QTest::addColumn<QString>("key");
         QTest::addColumn<bool>("required");
@@ -66,8 +61,7 @@ private Q_SLOTS:
         }
     }
 
-    void removedKey()
-    {
+    void removedKey() {
         QFETCH(QString, record);
         QFETCH(QString, key);
         QFETCH(bool, required);
@@ -84,8 +78,7 @@ private Q_SLOTS:
     // Optional means absent or null; a null in a required key is a wrong type, not an absence.
     void nullValue_data() { removedKey_data(); }
 
-    void nullValue()
-    {
+    void nullValue() {
         QFETCH(QString, record);
         QFETCH(QString, key);
         QFETCH(bool, required);
@@ -99,8 +92,7 @@ private Q_SLOTS:
             QCOMPARE(error, QString());
     }
 
-    void wrongType_data()
-    {
+    void wrongType_data() {
         QTest::addColumn<QString>("record");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QByteArray>("json");
@@ -118,8 +110,8 @@ private Q_SLOTS:
                                     << u"id: ожидалось целое число, получено: строка"_s;
         QTest::newRow("id fractional") << u"VexoTask"_s << u"id"_s << QByteArray("42.5")
                                        << u"id: ожидалось целое число, получено «42.5»"_s;
-        QTest::newRow("id with exponent") << u"Folder"_s << u"id"_s << QByteArray("4e2")
-                                          << u"id: ожидалось целое число, получено «4e2»"_s;
+        QTest::newRow("id with exponent")
+            << u"Folder"_s << u"id"_s << QByteArray("4e2") << u"id: ожидалось целое число, получено «4e2»"_s;
         QTest::newRow("id just above int64") << u"User"_s << u"id"_s << QByteArray("9223372036854775808")
                                              << u"id: целое число вне 64-битного диапазона"_s;
         QTest::newRow("id far below int64") << u"User"_s << u"id"_s << QByteArray("-99999999999999999999")
@@ -136,15 +128,15 @@ private Q_SLOTS:
                                          << u"tasks: ожидался массив, получено: объект"_s;
         QTest::newRow("user as string") << u"AuthResponse"_s << u"user"_s << QByteArray("\"me\"")
                                         << u"user: ожидался объект, получено: строка"_s;
-        QTest::newRow("nested day count") << u"UserStats"_s << u"daily"_s
-                                          << QByteArray(R"({"created":[{"date":"2025-03-01","count":"2"}],"completed":[]})")
-                                          << u"daily.created[0].count: ожидалось целое число, получено: строка"_s;
-        QTest::newRow("priority as number") << u"VexoTask"_s << u"priority"_s << QByteArray("1")
-                                            << u"priority: ожидалась строка, получено: число"_s;
+        QTest::newRow("nested day count")
+            << u"UserStats"_s << u"daily"_s
+            << QByteArray(R"({"created":[{"date":"2025-03-01","count":"2"}],"completed":[]})")
+            << u"daily.created[0].count: ожидалось целое число, получено: строка"_s;
+        QTest::newRow("priority as number")
+            << u"VexoTask"_s << u"priority"_s << QByteArray("1") << u"priority: ожидалась строка, получено: число"_s;
     }
 
-    void wrongType()
-    {
+    void wrongType() {
         QFETCH(QString, record);
         QFETCH(QString, key);
         QFETCH(QByteArray, json);
@@ -157,8 +149,7 @@ private Q_SLOTS:
         QCOMPARE(decodeError(f, bytes), message);
     }
 
-    void unknownEnumValueFailsWholeAnswer_data()
-    {
+    void unknownEnumValueFailsWholeAnswer_data() {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("value");
         QTest::newRow("urgent priority") << u"priority"_s << u"urgent"_s;
@@ -167,8 +158,7 @@ private Q_SLOTS:
         QTest::newRow("empty status") << u"status"_s << QString();
     }
 
-    void unknownEnumValueFailsWholeAnswer()
-    {
+    void unknownEnumValueFailsWholeAnswer() {
         QFETCH(QString, key);
         QFETCH(QString, value);
         const RecordFixture f = fixture(u"VexoTask"_s);
@@ -188,20 +178,19 @@ private Q_SLOTS:
         }
     }
 
-    void statusesAndPrioritiesDecode_data()
-    {
+    void statusesAndPrioritiesDecode_data() {
         QTest::addColumn<QString>("priority");
         QTest::addColumn<QString>("status");
         QTest::addColumn<int>("expectedPriority");
         QTest::addColumn<int>("expectedStatus");
-        QTest::newRow("high pending") << u"high"_s << u"pending"_s << int(TaskPriority::high) << int(TaskStatus::pending);
+        QTest::newRow("high pending") << u"high"_s << u"pending"_s << int(TaskPriority::high)
+                                      << int(TaskStatus::pending);
         QTest::newRow("medium done") << u"medium"_s << u"done"_s << int(TaskPriority::medium) << int(TaskStatus::done);
         QTest::newRow("low cancelled") << u"low"_s << u"cancelled"_s << int(TaskPriority::low)
                                        << int(TaskStatus::cancelled);
     }
 
-    void statusesAndPrioritiesDecode()
-    {
+    void statusesAndPrioritiesDecode() {
         QFETCH(QString, priority);
         QFETCH(QString, status);
         QFETCH(int, expectedPriority);
@@ -214,8 +203,7 @@ private Q_SLOTS:
         QCOMPARE(int(task.status), expectedStatus);
     }
 
-    void flags()
-    {
+    void flags() {
         QJsonObject object = fixture(u"VexoTask"_s).sample;
         object.insert(u"archived"_s, 1);
         object.insert(u"sent_to_bot"_s, 0);
@@ -229,8 +217,7 @@ private Q_SLOTS:
         QVERIFY(!task.sentToBot.has_value());
     }
 
-    void exact64BitIntegers_data()
-    {
+    void exact64BitIntegers_data() {
         QTest::addColumn<QByteArray>("literal");
         QTest::addColumn<qint64>("expected");
         QTest::newRow("2^53 + 1") << QByteArray("9007199254740993") << Q_INT64_C(9007199254740993);
@@ -239,13 +226,13 @@ private Q_SLOTS:
         QTest::newRow("zero") << QByteArray("0") << qint64(0);
     }
 
-    void exact64BitIntegers()
-    {
+    void exact64BitIntegers() {
         QFETCH(QByteArray, literal);
         QFETCH(qint64, expected);
-        const QByteArray bytes = R"({"tasks":[{"id":)" + literal + R"(,"title":"t","priority":"low","status":"done",)"
-                                 R"("created_at":"2025-03-01","folder_id":)" + literal + R"(,"user_id":)" + literal
-                                 + "}]}";
+        const QByteArray bytes = R"({"tasks":[{"id":)" + literal +
+                                 R"(,"title":"t","priority":"low","status":"done",)"
+                                 R"("created_at":"2025-03-01","folder_id":)" +
+                                 literal + R"(,"user_id":)" + literal + "}]}";
         const TasksResponse response = decodeJson<TasksResponse>(bytes);
         QCOMPARE(response.tasks.size(), 1);
         QCOMPARE(response.tasks[0].id, expected);
@@ -255,8 +242,7 @@ private Q_SLOTS:
         QVERIFY(encodeJson(response).contains("\"id\":" + literal + ","));
     }
 
-    void unknownKeysAreIgnored()
-    {
+    void unknownKeysAreIgnored() {
         const QByteArray bytes =
             R"({"extra":{"deep":[1,2,{"x":null}]},"user":{"id":1,"telegram_id":"5","nick":"x"},"token":"t",)"
             R"("success":false,"more":1.5e300})";
@@ -266,23 +252,20 @@ private Q_SLOTS:
         QCOMPARE(response.user.telegramId, u"5"_s);
     }
 
-    void escapedStrings()
-    {
+    void escapedStrings() {
         const QByteArray bytes = "{\"id\":1,\"name\":\"\\u0420\\u0430\\u0431\\u043e\\u0442\\u0430 "
                                  "\\ud83d\\ude00 \\\"q\\\" \\\\ \\/ \\n\\t\",\"color\":\"#FFFFFF\"}";
         const Folder folder = decodeJson<Folder>(bytes);
         QCOMPARE(folder.name, u"Работа 😀 \"q\" \\ / \n\t"_s);
     }
 
-    void apiKeySpelling()
-    {
+    void apiKeySpelling() {
         QCOMPARE(decodeJson<ApiKeyResponse>(R"({"api_key":"vexoapi-1"})").apiKey, u"vexoapi-1"_s);
         QCOMPARE(decodeError(fixture(u"ApiKeyResponse"_s), R"({"apiKey":"vexoapi-1"})"),
                  u"нет обязательного ключа «api_key»"_s);
     }
 
-    void statsWithEmptySeries()
-    {
+    void statsWithEmptySeries() {
         const UserStats stats = decodeJson<UserStats>(R"({"range":"month","totals":{"created":0,"completed":0},)"
                                                       R"("daily":{"created":[],"completed":[]},"priority":[]})");
         QCOMPARE(stats.range, u"month"_s);
@@ -292,16 +275,15 @@ private Q_SLOTS:
         QCOMPARE(decodeJson<StatsPriority>(R"({"priority":"urgent","count":2})").priority, u"urgent"_s);
     }
 
-    void malformedDocuments_data()
-    {
+    void malformedDocuments_data() {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("message");
         QTest::newRow("empty body") << QByteArray() << u"пустой ответ"_s;
         QTest::newRow("whitespace only") << QByteArray(" \n") << u"пустой ответ"_s;
         QTest::newRow("html") << QByteArray("<html>oops</html>") << QString();
         QTest::newRow("truncated") << QByteArray(R"({"tasks":[{"id":1,)") << QString();
-        QTest::newRow("trailing garbage") << QByteArray(R"({"tasks":[]} x)")
-                                          << u"некорректный JSON: лишние данные после значения"_s;
+        QTest::newRow("trailing garbage")
+            << QByteArray(R"({"tasks":[]} x)") << u"некорректный JSON: лишние данные после значения"_s;
         QTest::newRow("two documents") << QByteArray(R"({"tasks":[]}{"tasks":[]})")
                                        << u"некорректный JSON: лишние данные после значения"_s;
         QTest::newRow("bare string") << QByteArray(R"("tasks")") << u"ожидался объект, получено: строка"_s;
@@ -309,8 +291,7 @@ private Q_SLOTS:
         QTest::newRow("invalid utf-8") << QByteArray("{\"tasks\":[],\"x\":\"\xff\"}") << QString();
     }
 
-    void malformedDocuments()
-    {
+    void malformedDocuments() {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, message);
         try {
@@ -323,14 +304,14 @@ private Q_SLOTS:
         }
     }
 
-    void paddedAndUnpaddedInputAgree()
-    {
+    void paddedAndUnpaddedInputAgree() {
         // Network buffers often have spare capacity; a tight copy takes the other path.
         const QByteArray tight = toBytes(QJsonObject{{u"task"_s, fixture(u"VexoTask"_s).sample}});
         QByteArray roomy;
         roomy.reserve(tight.size() + 1024);
         roomy.append(tight);
-        QCOMPARE(decodeJson<TaskResponse>(roomy), decodeJson<TaskResponse>(QByteArray(tight.constData(), tight.size())));
+        QCOMPARE(decodeJson<TaskResponse>(roomy),
+                 decodeJson<TaskResponse>(QByteArray(tight.constData(), tight.size())));
     }
 };
 

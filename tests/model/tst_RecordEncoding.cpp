@@ -17,8 +17,7 @@ class tst_RecordEncoding final : public QObject {
     Q_OBJECT
 
 private:
-    static VexoTask fullTask()
-    {
+    static VexoTask fullTask() {
         VexoTask task;
         task.id = 9007199254740993;
         task.title = u"Позвонить «маме» \"сегодня\"\n"_s;
@@ -38,8 +37,7 @@ private:
         return task;
     }
 
-    static VexoTask sparseTask()
-    {
+    static VexoTask sparseTask() {
         VexoTask task;
         task.id = 1;
         task.title = u"t"_s;
@@ -48,8 +46,7 @@ private:
     }
 
 private Q_SLOTS:
-    void taskKeysInOrder()
-    {
+    void taskKeysInOrder() {
         QCOMPARE(encodeJson(fullTask()),
                  QByteArray("{\"id\":9007199254740993,\"title\":\"Позвонить «маме» \\\"сегодня\\\"\\n\","
                             "\"description\":\"<p>a\\\\b</p>\\t\",\"deadline\":\"2025-03-05T15:00:00.000Z\","
@@ -60,10 +57,10 @@ private Q_SLOTS:
                             "\"user_id\":-1}"));
     }
 
-    void emptyOptionalsAreLeftOut()
-    {
-        QCOMPARE(encodeJson(sparseTask()),
-                 QByteArray(R"({"id":1,"title":"t","priority":"medium","status":"pending","created_at":"2025-03-01"})"));
+    void emptyOptionalsAreLeftOut() {
+        QCOMPARE(
+            encodeJson(sparseTask()),
+            QByteArray(R"({"id":1,"title":"t","priority":"medium","status":"pending","created_at":"2025-03-01"})"));
         User user;
         user.id = 2;
         user.telegramId = u"77"_s;
@@ -71,8 +68,7 @@ private Q_SLOTS:
         QCOMPARE(encodeJson(user), QByteArray(R"({"id":2,"telegram_id":"77","first_name":""})"));
     }
 
-    void controlCharactersAreEscaped()
-    {
+    void controlCharactersAreEscaped() {
         Folder folder;
         folder.name = QString(QChar(0x01)) + u"x"_s + QChar(0x1f);
         folder.color = u"#000000"_s;
@@ -80,8 +76,7 @@ private Q_SLOTS:
         QCOMPARE(decodeJson<Folder>(encodeJson(folder)), folder);
     }
 
-    void roundTrips()
-    {
+    void roundTrips() {
         QCOMPARE(decodeJson<VexoTask>(encodeJson(fullTask())), fullTask());
         QCOMPARE(decodeJson<VexoTask>(encodeJson(sparseTask())), sparseTask());
 
@@ -104,33 +99,33 @@ private Q_SLOTS:
         AdminStats adminStats{1, 2, 3, 4};
         QCOMPARE(decodeJson<AdminStats>(encodeJson(adminStats)), adminStats);
 
-        FoldersResponse folders{{Folder{1, u"A"_s, u"#FF0000"_s, u"2025-01-01"_s}, Folder{2, u"B"_s, u"#00FF00"_s, {}}}};
+        FoldersResponse folders{
+            {Folder{1, u"A"_s, u"#FF0000"_s, u"2025-01-01"_s}, Folder{2, u"B"_s, u"#00FF00"_s, {}}}};
         QCOMPARE(decodeJson<FoldersResponse>(encodeJson(folders)), folders);
 
         AttachmentsResponse attachments{{TaskAttachment{1, u"a.png"_s, u"image/png"_s, 10, {}}}};
         QCOMPARE(decodeJson<AttachmentsResponse>(encodeJson(attachments)), attachments);
 
         QCOMPARE(decodeJson<UserSettings>(encodeJson(UserSettings{true})), UserSettings{true});
-        QCOMPARE(decodeJson<ApiKeyResponse>(encodeJson(ApiKeyResponse{u"vexoapi-x"_s})), ApiKeyResponse{u"vexoapi-x"_s});
+        QCOMPARE(decodeJson<ApiKeyResponse>(encodeJson(ApiKeyResponse{u"vexoapi-x"_s})),
+                 ApiKeyResponse{u"vexoapi-x"_s});
     }
 
     // Every fixture, decoded and encoded again, keeps its keys: encoders and decoders agree on names.
-    void fixturesSurviveARoundTrip_data()
-    {
+    void fixturesSurviveARoundTrip_data() {
         QTest::addColumn<QString>("record");
         for (const RecordFixture& record : recordFixtures())
             QTest::newRow(qPrintable(record.name)) << record.name;
     }
 
-    void fixturesSurviveARoundTrip()
-    {
+    void fixturesSurviveARoundTrip() {
         QFETCH(QString, record);
         for (const RecordFixture& f : recordFixtures()) {
             if (f.name != record)
                 continue;
             QByteArray encoded;
-#define VEXO_ROUND_TRIP(Type)                                                                                           \
-    if (record == QLatin1StringView(#Type))                                                                                       \
+#define VEXO_ROUND_TRIP(Type)                                                                                          \
+    if (record == QLatin1StringView(#Type))                                                                            \
         encoded = encodeJson(decodeJson<Type>(toBytes(f.sample)));
             VEXO_ROUND_TRIP(User)
             VEXO_ROUND_TRIP(VexoTask)

@@ -14,8 +14,7 @@ private:
 private Q_SLOTS:
     void initTestCase() { qInfo("time zone: %s", qPrintable(zone())); }
 
-    void parse_data()
-    {
+    void parse_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("utc"); // expected instant, ISO in UTC; empty = unreadable
 
@@ -24,8 +23,8 @@ private Q_SLOTS:
         QTest::newRow("fraction of six digits") << u"2025-03-01T10:00:00.123456Z"_s << u"2025-03-01T10:00:00.123Z"_s;
         QTest::newRow("plain Z") << u"2025-03-01T10:00:00Z"_s << u"2025-03-01T10:00:00.000Z"_s;
         QTest::newRow("positive offset") << u"2025-03-01T10:00:00+03:00"_s << u"2025-03-01T07:00:00.000Z"_s;
-        QTest::newRow("negative offset crossing a day") << u"2025-03-01T22:30:00.250-05:00"_s
-                                                        << u"2025-03-02T03:30:00.250Z"_s;
+        QTest::newRow("negative offset crossing a day")
+            << u"2025-03-01T22:30:00.250-05:00"_s << u"2025-03-02T03:30:00.250Z"_s;
         QTest::newRow("half-hour offset") << u"2025-03-01T10:00:00+05:30"_s << u"2025-03-01T04:30:00.000Z"_s;
         QTest::newRow("database form is UTC") << u"2025-03-01 10:00:00"_s << u"2025-03-01T10:00:00.000Z"_s;
         QTest::newRow("day is midnight UTC") << u"2025-03-01"_s << u"2025-03-01T00:00:00.000Z"_s;
@@ -49,8 +48,7 @@ private Q_SLOTS:
         QTest::newRow("lowercase t") << u"2025-03-01t10:00:00Z"_s << QString();
     }
 
-    void parse()
-    {
+    void parse() {
         QFETCH(QString, text);
         QFETCH(QString, utc);
         const auto parsed = parseServerDate(text);
@@ -62,8 +60,7 @@ private Q_SLOTS:
         QCOMPARE(parsed->toUTC().toString(Qt::ISODateWithMs), utc);
     }
 
-    void formatDeadline_data()
-    {
+    void formatDeadline_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("inUtc");
         QTest::addColumn<QString>("inMoscow");
@@ -72,14 +69,14 @@ private Q_SLOTS:
 
         QTest::newRow("afternoon") << u"2025-03-05T15:00:00.000Z"_s << u"5 мар. 2025, 15:00"_s
                                    << u"5 мар. 2025, 18:00"_s << u"5 мар. 2025, 10:00"_s << u"5 мар. 2025, 20:30"_s;
-        QTest::newRow("database form crosses the day") << u"2025-03-01 02:00:00"_s << u"1 мар. 2025, 02:00"_s
-                                                       << u"1 мар. 2025, 05:00"_s << u"28 февр. 2025, 21:00"_s
-                                                       << u"1 мар. 2025, 07:30"_s;
+        QTest::newRow("database form crosses the day")
+            << u"2025-03-01 02:00:00"_s << u"1 мар. 2025, 02:00"_s << u"1 мар. 2025, 05:00"_s
+            << u"28 февр. 2025, 21:00"_s << u"1 мар. 2025, 07:30"_s;
         QTest::newRow("day only") << u"2025-03-01"_s << u"1 мар. 2025, 00:00"_s << u"1 мар. 2025, 03:00"_s
                                   << u"28 февр. 2025, 19:00"_s << u"1 мар. 2025, 05:30"_s;
-        QTest::newRow("summer time, offset") << u"2025-07-01T12:00:00+02:00"_s << u"1 июл. 2025, 10:00"_s
-                                             << u"1 июл. 2025, 13:00"_s << u"1 июл. 2025, 06:00"_s
-                                             << u"1 июл. 2025, 15:30"_s;
+        QTest::newRow("summer time, offset")
+            << u"2025-07-01T12:00:00+02:00"_s << u"1 июл. 2025, 10:00"_s << u"1 июл. 2025, 13:00"_s
+            << u"1 июл. 2025, 06:00"_s << u"1 июл. 2025, 15:30"_s;
         QTest::newRow("May is genitive") << u"2025-05-09T09:05:00Z"_s << u"9 мая 2025, 09:05"_s
                                          << u"9 мая 2025, 12:05"_s << u"9 мая 2025, 05:05"_s << u"9 мая 2025, 14:35"_s;
         const QString none = u"Без дедлайна"_s;
@@ -87,8 +84,7 @@ private Q_SLOTS:
         QTest::newRow("empty") << QString() << none << none << none << none;
     }
 
-    void formatDeadline()
-    {
+    void formatDeadline() {
         QFETCH(QString, text);
         QFETCH(QString, inUtc);
         QFETCH(QString, inMoscow);
