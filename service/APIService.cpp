@@ -1,0 +1,281 @@
+#include "APIService.h"
+
+#include "APIError.h"
+#include "DecodeError.h"
+#include "HttpStatusPhrase.h"
+#include "JsonValue.h"
+#include "ServiceLog.h"
+#include "TransportError.h"
+
+#include <QCoroNetworkReply>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString tokenKey = u"vexo_token"_s;
+
+// A reply is deleted only once control is back in the event loop: the coroutine resumes from inside
+// the reply's own finished() emission.
+struct LaterDeleter {
+    void operator()(QNetworkReply* reply) const { reply->deleteLater(); }
+};
+
+// Step 10: the service's {"error": "…"} text when there is one, else the standard phrase.
+QString errorMessage(const QByteArray& body, int statusCode) {
+    const QJsonDocument document = QJsonDocument::fromJson(body);
+    const QJsonValue error = document.isObject() ? document.object().value(u"error"_s) : QJsonValue();
+    return error.isString() ? error.toString() : httpStatusPhrase(statusCode);
+}
+
+QString idText(qint64 id) {
+    return QString::number(id);
+}
+
+template <class T, class Read> T decodeSingleKey(JsonValue& value, const char* key, Read&& read) {
+    T result;
+    RequiredKeys required;
+    value.forEachField([&](std::string_view name, JsonValue& field) {
+        if (name == key) {
+            read(result, field);
+            required.seen(0);
+        }
+    });
+    const char* const names[] = {key};
+    required.require(value.path(), names);
+    return result;
+}
+
+} // namespace
+
+APIService::Empty APIService::Empty::fromJson(JsonValue& value) {
+    return decodeSingleKey<Empty>(value, "success",
+                                  [](Empty& empty, JsonValue& field) { empty.success = field.toBool(); });
+}
+
+APIService::FolderResp APIService::FolderResp::fromJson(JsonValue& value) {
+    return decodeSingleKey<FolderResp>(
+        value, "folder", [](FolderResp& resp, JsonValue& field) { resp.folder = Folder::fromJson(field); });
+}
+
+APIService::UsersResp APIService::UsersResp::fromJson(JsonValue& value) {
+    return decodeSingleKey<UsersResp>(
+        value, "users", [](UsersResp& resp, JsonValue& field) { resp.users = decodeList<AdminUser>(field); });
+}
+
+APIService::APIService(QString base, QNetworkAccessManager& network, const KeyValueStore& store,
+                       std::chrono::milliseconds timeout)
+    : m_base(std::move(base))
+    , m_network(network)
+    , m_store(store)
+    , m_timeout(timeout) {}
+
+QString APIService::configuredBase() {
+    QString base = qEnvironmentVariable("VEXO_BASE_URL");
+    if (base.isEmpty())
+        base = QStringLiteral(VEXO_BASE_URL);
+    while (base.endsWith(u'/'))
+        base.chop(1);
+    return base;
+}
+
+QCoro::Task<QByteArray> APIService::send(QString path, QString method, std::optional<QJsonObject> body,
+                                         bool authorized) const {
+    const QUrl url(m_base + path, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+        throw APIError::invalidResponse();
+
+    QNetworkRequest request(url);
+    request.setTransferTimeout(int(m_timeout.count()));
+    // Following redirects is fine; dropping from https to http is not.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    if (authorized) {
+        if (const auto token = m_store.text(tokenKey))
+            request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+    }
+    QByteArray payload;
+    if (body)
+        payload = QJsonDocument(*body).toJson(QJsonDocument::Compact);
+
+    QElapsedTimer clock;
+    clock.start();
+    std::unique_ptr<QNetworkReply, LaterDeleter> reply(
+        m_network.sendCustomRequest(request, method.toLatin1(), payload));
+    co_await reply.get();
+
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!status.isValid()) {
+        qCInfo(lcService) << method << path << "failed:" << reply->error() << clock.elapsed() << "ms";
+        if (reply->error() != QNetworkReply::NoError)
+            throw TransportError(reply->error(), reply->errorString());
+        throw APIError::invalidResponse();
+    }
+    const int statusCode = status.toInt();
+    qCDebug(lcService) << method << path << statusCode << clock.elapsed() << "ms";
+    QByteArray answer = reply->readAll();
+    if (statusCode >= 200 && statusCode <= 299)
+        co_return answer;
+    throw APIError::httpError(statusCode, errorMessage(answer, statusCode));
+}
+
+template <class T>
+QCoro::Task<T> APIService::request(QString path, QString method, std::optional<QJsonObject> body,
+                                   bool authorized) const {
+    const QByteArray answer = co_await send(std::move(path), std::move(method), std::move(body), authorized);
+    try {
+        co_return decodeJson<T>(answer);
+    } catch (const DecodeError& error) {
+        throw APIError::decodingError(error.message());
+    }
+}
+
+template QCoro::Task<AuthResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<TasksResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<TaskResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<FoldersResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<AttachmentsResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<ApiKeyResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<UserSettings> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<UserStats> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<AdminStats> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<APIService::Empty> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
+template QCoro::Task<APIService::FolderResp> APIService::request(QString, QString, std::optional<QJsonObject>,
+                                                                 bool) const;
+template QCoro::Task<APIService::UsersResp> APIService::request(QString, QString, std::optional<QJsonObject>,
+                                                                bool) const;
+
+QCoro::Task<AuthResponse> APIService::verifyKey(QString key) const {
+    return request<AuthResponse>(u"/api/auth/verify"_s, u"POST"_s, QJsonObject{{u"key"_s, key}}, false);
+}
+
+QString APIService::tasksQuery(bool archived, std::optional<TaskStatus> status, std::optional<qint64> folderId) {
+    QString query = u"archived="_s + (archived ? u"true"_s : u"false"_s);
+    if (status)
+        query += u"&status="_s + rawValue(*status);
+    if (folderId)
+        query += u"&folderId="_s + idText(*folderId);
+    return query;
+}
+
+QCoro::Task<TasksResponse> APIService::fetchTasks(bool archived, std::optional<TaskStatus> status,
+                                                  std::optional<qint64> folderId) const {
+    return request<TasksResponse>(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), u"GET"_s, std::nullopt,
+                                  true);
+}
+
+QCoro::Task<TaskResponse> APIService::createTask(QString title, TaskPriority priority,
+                                                 std::optional<QString> description,
+                                                 std::optional<QString> deadline) const {
+    QJsonObject body{{u"title"_s, title}, {u"priority"_s, rawValue(priority)}};
+    if (description && !description->isEmpty())
+        body.insert(u"description"_s, *description);
+    if (deadline && !deadline->isEmpty())
+        body.insert(u"deadline"_s, *deadline);
+    return request<TaskResponse>(u"/api/tasks"_s, u"POST"_s, body, true);
+}
+
+QCoro::Task<TaskResponse> APIService::updateTask(qint64 id, TaskUpdate update) const {
+    QJsonObject body;
+    if (update.title)
+        body.insert(u"title"_s, *update.title);
+    if (update.description)
+        body.insert(u"description"_s, *update.description);
+    if (update.deadline)
+        body.insert(u"deadline"_s,
+                    update.deadline->isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(*update.deadline));
+    if (update.priority)
+        body.insert(u"priority"_s, rawValue(*update.priority));
+    if (update.status)
+        body.insert(u"status"_s, rawValue(*update.status));
+    if (update.folderId)
+        body.insert(u"folderId"_s, *update.folderId);
+    return request<TaskResponse>(u"/api/tasks/"_s + idText(id), u"PUT"_s, body, true);
+}
+
+QCoro::Task<TaskResponse> APIService::putTaskStatus(qint64 id, TaskStatus currentStatus) const {
+    const TaskStatus next = currentStatus == TaskStatus::done ? TaskStatus::pending : TaskStatus::done;
+    return request<TaskResponse>(u"/api/tasks/"_s + idText(id), u"PUT"_s, QJsonObject{{u"status"_s, rawValue(next)}},
+                                 true);
+}
+
+QCoro::Task<APIService::Empty> APIService::postTaskArchive(qint64 id) const {
+    return request<Empty>(u"/api/tasks/%1/archive"_s.arg(id), u"POST"_s, std::nullopt, true);
+}
+
+QCoro::Task<APIService::Empty> APIService::deleteTask(qint64 id) const {
+    return request<Empty>(u"/api/tasks/"_s + idText(id), u"DELETE"_s, std::nullopt, true);
+}
+
+QCoro::Task<APIService::Empty> APIService::sendTaskToBot(qint64 id) const {
+    return request<Empty>(u"/api/tasks/%1/send-to-bot"_s.arg(id), u"POST"_s, std::nullopt, true);
+}
+
+QCoro::Task<AttachmentsResponse> APIService::fetchAttachments(qint64 taskId) const {
+    return request<AttachmentsResponse>(u"/api/tasks/%1/attachments"_s.arg(taskId), u"GET"_s, std::nullopt, false);
+}
+
+QCoro::Task<APIService::Empty> APIService::deleteAttachment(qint64 taskId, qint64 attachmentId) const {
+    return request<Empty>(u"/api/tasks/%1/attachments/%2"_s.arg(taskId).arg(attachmentId), u"DELETE"_s, std::nullopt,
+                          true);
+}
+
+QCoro::Task<FoldersResponse> APIService::fetchFolders() const {
+    return request<FoldersResponse>(u"/api/folders"_s, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<APIService::FolderResp> APIService::createFolder(QString name, QString color) const {
+    return request<FolderResp>(u"/api/folders"_s, u"POST"_s, QJsonObject{{u"name"_s, name}, {u"color"_s, color}}, true);
+}
+
+QCoro::Task<APIService::FolderResp> APIService::updateFolder(qint64 id, QString name, QString color) const {
+    return request<FolderResp>(u"/api/folders/"_s + idText(id), u"PUT"_s,
+                               QJsonObject{{u"name"_s, name}, {u"color"_s, color}}, true);
+}
+
+QCoro::Task<APIService::Empty> APIService::deleteFolder(qint64 id) const {
+    return request<Empty>(u"/api/folders/"_s + idText(id), u"DELETE"_s, std::nullopt, true);
+}
+
+QCoro::Task<UserSettings> APIService::fetchSettings() const {
+    return request<UserSettings>(u"/api/user/settings"_s, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<UserSettings> APIService::updateSettings(bool autoSendBot) const {
+    return request<UserSettings>(u"/api/user/settings"_s, u"PUT"_s, QJsonObject{{u"auto_send_bot"_s, autoSendBot}},
+                                 true);
+}
+
+QCoro::Task<UserStats> APIService::fetchStats(QString range) const {
+    return request<UserStats>(u"/api/user/stats?range="_s + range, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<ApiKeyResponse> APIService::fetchApiKey() const {
+    return request<ApiKeyResponse>(u"/api/user/apikey"_s, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<ApiKeyResponse> APIService::postApiKeyRegenerate() const {
+    return request<ApiKeyResponse>(u"/api/user/apikey/regenerate"_s, u"POST"_s, std::nullopt, true);
+}
+
+QCoro::Task<AdminStats> APIService::fetchAdminStats() const {
+    return request<AdminStats>(u"/api/admin/stats"_s, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<APIService::UsersResp> APIService::fetchAdminUsers() const {
+    return request<UsersResp>(u"/api/admin/users"_s, u"GET"_s, std::nullopt, true);
+}
+
+QUrl APIService::attachmentFileURL(qint64 taskId, qint64 attachmentId) const {
+    return QUrl(m_base + u"/api/tasks/%1/attachments/%2/file"_s.arg(taskId).arg(attachmentId));
+}
+
+QUrl APIService::avatarURL(const QString& identifier) const {
+    return QUrl(m_base + u"/api/user/avatar/"_s + QString::fromLatin1(QUrl::toPercentEncoding(identifier)));
+}

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "AdminStats.h"
+#include "AdminUser.h"
+#include "Envelopes.h"
+#include "KeyValueStore.h"
+#include "TaskUpdate.h"
+#include "UserSettings.h"
+#include "UserStats.h"
+
+#include <QCoroTask>
+#include <QJsonObject>
+#include <QUrl>
+
+#include <chrono>
+#include <optional>
+
+class JsonValue;
+class QNetworkAccessManager;
+
+// The one place where the client talks to the service. Every call goes through request(), which
+// builds the request the same way, sends it on the process's one network manager and turns the
+// answer into a record, an APIError, or a TransportError for failures of the connection itself.
+// No retries, no response cache, no token refresh.
+class APIService final {
+public:
+    // Acknowledgement of deletions, archiving and sending to the bot.
+    struct Empty {
+        bool success = false;
+        static Empty fromJson(JsonValue& value);
+    };
+    // {"folder": …}
+    struct FolderResp {
+        Folder folder;
+        static FolderResp fromJson(JsonValue& value);
+    };
+    // {"users": […]}
+    struct UsersResp {
+        QList<AdminUser> users;
+        static UsersResp fromJson(JsonValue& value);
+    };
+
+    static constexpr std::chrono::milliseconds defaultTimeout{30'000};
+
+    // `base` is scheme and host without a trailing slash; paths are appended to it as text.
+    APIService(QString base, QNetworkAccessManager& network, const KeyValueStore& store,
+               std::chrono::milliseconds timeout = defaultTimeout);
+
+    const QString& base() const { return m_base; }
+
+    // The service the application talks to: $VEXO_BASE_URL when set, else the build's VEXO_BASE_URL.
+    static QString configuredBase();
+
+    // Sends one request and decodes a T from a 2xx answer. `body` absent means no body; the token is
+    // read from the store on every authorized call.
+    template <class T>
+    QCoro::Task<T> request(QString path, QString method, std::optional<QJsonObject> body, bool authorized) const;
+
+    QCoro::Task<AuthResponse> verifyKey(QString key) const;
+    QCoro::Task<TasksResponse> fetchTasks(bool archived, std::optional<TaskStatus> status,
+                                          std::optional<qint64> folderId) const;
+    QCoro::Task<TaskResponse> createTask(QString title, TaskPriority priority, std::optional<QString> description,
+                                         std::optional<QString> deadline) const;
+    QCoro::Task<TaskResponse> updateTask(qint64 id, TaskUpdate update) const;
+    // Done becomes pending; pending and cancelled become done.
+    QCoro::Task<TaskResponse> putTaskStatus(qint64 id, TaskStatus currentStatus) const;
+    QCoro::Task<Empty> postTaskArchive(qint64 id) const;
+    QCoro::Task<Empty> deleteTask(qint64 id) const;
+    QCoro::Task<Empty> sendTaskToBot(qint64 id) const;
+    // Deliberately sent without the token, whatever the store holds.
+    QCoro::Task<AttachmentsResponse> fetchAttachments(qint64 taskId) const;
+    QCoro::Task<Empty> deleteAttachment(qint64 taskId, qint64 attachmentId) const;
+    QCoro::Task<FoldersResponse> fetchFolders() const;
+    QCoro::Task<FolderResp> createFolder(QString name, QString color) const;
+    QCoro::Task<FolderResp> updateFolder(qint64 id, QString name, QString color) const;
+    QCoro::Task<Empty> deleteFolder(qint64 id) const;
+    QCoro::Task<UserSettings> fetchSettings() const;
+    QCoro::Task<UserSettings> updateSettings(bool autoSendBot) const;
+    QCoro::Task<UserStats> fetchStats(QString range) const;
+    QCoro::Task<ApiKeyResponse> fetchApiKey() const;
+    QCoro::Task<ApiKeyResponse> postApiKeyRegenerate() const;
+    QCoro::Task<AdminStats> fetchAdminStats() const;
+    QCoro::Task<UsersResp> fetchAdminUsers() const;
+
+    // Addresses handed to image loaders and the system; nothing is requested here.
+    QUrl attachmentFileURL(qint64 taskId, qint64 attachmentId) const;
+    QUrl avatarURL(const QString& identifier) const;
+
+    static QString tasksQuery(bool archived, std::optional<TaskStatus> status, std::optional<qint64> folderId);
+
+private:
+    // Steps shared by every call: returns the body of a 2xx answer, throws for anything else.
+    QCoro::Task<QByteArray> send(QString path, QString method, std::optional<QJsonObject> body, bool authorized) const;
+
+    QString m_base;
+    QNetworkAccessManager& m_network;
+    const KeyValueStore& m_store;
+    std::chrono::milliseconds m_timeout;
+};
