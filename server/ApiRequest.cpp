@@ -1,0 +1,52 @@
+#include "ApiRequest.h"
+
+#include "JsonWriter.h"
+#include "ServerError.h"
+
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+QByteArray ApiRequest::header(const QByteArray& name) const
+{
+    for (const auto& [key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return {};
+}
+
+qint64 ApiRequest::idParam(int index) const
+{
+    return params.value(index).toLongLong();
+}
+
+QJsonObject ApiRequest::jsonObject() const
+{
+    if (body.trimmed().isEmpty())
+        throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError)
+        throw ServerError::badRequest(u"Некорректный JSON: %1"_s.arg(error.errorString()));
+    if (!document.isObject())
+        throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
+    return document.object();
+}
+
+HttpReply HttpReply::json(QByteArray body, int status)
+{
+    HttpReply reply;
+    reply.status = status;
+    reply.body = std::move(body);
+    return reply;
+}
+
+HttpReply HttpReply::error(int status, const QString& message)
+{
+    JsonWriter writer;
+    writer.beginObject();
+    writer.field("error", message);
+    writer.endObject();
+    return json(writer.take(), status);
+}

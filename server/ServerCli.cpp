@@ -1,0 +1,241 @@
+#include "ServerCli.h"
+
+#include "DemoData.h"
+#include "Secrets.h"
+#include "ServerError.h"
+#include "SqliteStorage.h"
+#include "TaskApi.h"
+#include "VexoServer.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QMimeDatabase>
+#include <QSocketNotifier>
+#include <QStandardPaths>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString usageText = uR"(Использование: vexo-server КОМАНДА [--data КАТАЛОГ]
+
+  serve [--listen 127.0.0.1:8765] [--demo]
+        обслуживать API; --demo создаёт демо-пользователя и печатает его ключ входа
+  user add --telegram-id ID [--username U] [--first-name F] [--last-name L] [--admin] [--avatar ФАЙЛ]
+        создать пользователя и напечатать ключ входа
+  user key --telegram-id ID [--new]
+        напечатать новый ключ входа; с --new все прежние ключи перестают действовать
+  task add --telegram-id ID --title T [--source bot] [--priority high|medium|low]
+           [--description D] [--deadline ДАТА]
+        создать задачу, как это делает бот
+  attach --task ID --file ФАЙЛ
+        прикрепить файл к задаче
+  outbox
+        показать, что было отправлено в Telegram
+)"_s;
+
+// Flags that take no value; every other --option takes the next argument.
+const QStringList switches{u"--demo"_s, u"--admin"_s, u"--new"_s};
+
+struct Parsed {
+    QStringList words;
+    QHash<QString, QString> options;
+    QString error;
+};
+
+Parsed parse(const QStringList& arguments)
+{
+    Parsed parsed;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (!argument.startsWith(u"--"_s)) {
+            parsed.words << argument;
+        } else if (switches.contains(argument)) {
+            parsed.options.insert(argument, u"1"_s);
+        } else if (i + 1 < arguments.size()) {
+            parsed.options.insert(argument, arguments[++i]);
+        } else {
+            parsed.error = u"У параметра %1 нет значения"_s.arg(argument);
+        }
+    }
+    return parsed;
+}
+
+std::optional<QString> option(const Parsed& parsed, const QString& name)
+{
+    return parsed.options.contains(name) ? std::optional<QString>(parsed.options[name]) : std::nullopt;
+}
+
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+} // namespace
+
+QString ServerCli::defaultDataDir()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/vexo-server"_s;
+}
+
+int ServerCli::usage(const QString& problem)
+{
+    if (!problem.isEmpty())
+        m_err << problem << "\n\n";
+    m_err << usageText;
+    m_err.flush();
+    return 2;
+}
+
+int ServerCli::run(const QStringList& arguments)
+{
+    const Parsed parsed = parse(arguments);
+    if (!parsed.error.isEmpty())
+        return usage(parsed.error);
+    if (parsed.words.isEmpty())
+        return usage(QString());
+    const QString command = parsed.words.join(u' ');
+    const QString dataDir = option(parsed, u"--data"_s).value_or(defaultDataDir());
+    if (!QDir().mkpath(dataDir)) {
+        m_err << "Не удалось создать каталог данных " << dataDir << "\n";
+        return 1;
+    }
+
+    try {
+        SystemClock clock;
+        SqliteStorage storage(QDir(dataDir).filePath(u"vexo.db"_s));
+        ServerContext context{storage, clock, QDir(dataDir)};
+        context.dataDir.mkpath(u"attachments"_s);
+        context.dataDir.mkpath(u"avatars"_s);
+
+        const auto requireUser = [&](const QString& telegramId) {
+            const auto user = storage.userByTelegramId(telegramId);
+            if (!user)
+                throw ServerError::notFound(u"Пользователь с telegram_id %1 не найден"_s.arg(telegramId));
+            return *user;
+        };
+        const auto required = [&](const QString& name) {
+            const auto value = option(parsed, name);
+            if (!value || value->isEmpty())
+                throw ServerError::badRequest(u"Нужен параметр %1"_s.arg(name));
+            return *value;
+        };
+        const auto issueKey = [&](qint64 userId, bool revokeOthers) {
+            const QString key = Secrets::newLoginKey();
+            storage.addLoginKey(userId, Secrets::hash(key), revokeOthers, context.nowText());
+            return key;
+        };
+
+        if (command == u"serve") {
+            const QString listen = option(parsed, u"--listen"_s).value_or(u"127.0.0.1:8765"_s);
+            const qsizetype colon = listen.lastIndexOf(u':');
+            bool portOk = false;
+            const uint port = listen.mid(colon + 1).toUInt(&portOk);
+            const QHostAddress address(listen.left(colon));
+            if (colon <= 0 || !portOk || port > 65535 || address.isNull())
+                return usage(u"Неверный адрес --listen: %1"_s.arg(listen));
+
+            VexoServer server(storage, clock, dataDir);
+            if (option(parsed, u"--demo"_s)) {
+                const qint64 userId = DemoData::ensure(context);
+                m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";
+            }
+            const quint16 bound = server.listen(address, quint16(port));
+            if (bound == 0) {
+                m_err << "Не удалось занять " << listen << "\n";
+                return 1;
+            }
+            m_out << "vexo-server слушает http://" << address.toString() << ":" << bound
+                  << " (данные: " << dataDir << ")\n";
+            m_out.flush();
+
+            if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
+                return 1;
+            QSocketNotifier notifier(signalPipe[0], QSocketNotifier::Read);
+            QObject::connect(&notifier, &QSocketNotifier::activated, qApp, [] { QCoreApplication::quit(); });
+            std::signal(SIGINT, onSignal);
+            std::signal(SIGTERM, onSignal);
+            const int code = QCoreApplication::exec();
+            m_out << "vexo-server остановлен\n";
+            return code;
+        }
+        if (command == u"user add") {
+            NewUser person;
+            person.telegramId = required(u"--telegram-id"_s);
+            person.username = option(parsed, u"--username"_s);
+            person.firstName = option(parsed, u"--first-name"_s);
+            person.lastName = option(parsed, u"--last-name"_s);
+            person.isAdmin = option(parsed, u"--admin"_s).has_value();
+            if (const auto avatar = option(parsed, u"--avatar"_s)) {
+                QFile file(*avatar);
+                if (!file.open(QIODevice::ReadOnly))
+                    throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(*avatar));
+                const QString suffix = QFileInfo(*avatar).suffix().toLower();
+                person.avatarName = Secrets::randomUrlSafe(16) + u'.' + (suffix.isEmpty() ? u"png"_s : suffix);
+                QFile target(context.avatarPath(*person.avatarName));
+                if (!target.open(QIODevice::WriteOnly) || target.write(file.readAll()) < 0)
+                    throw ServerError(ErrorKind::internal, u"Не удалось сохранить аватар"_s);
+            }
+            const StoredUser user = storage.createUser(person, context.nowText());
+            m_out << issueKey(user.user.id, false) << "\n";
+            return 0;
+        }
+        if (command == u"user key") {
+            const StoredUser user = requireUser(required(u"--telegram-id"_s));
+            m_out << issueKey(user.user.id, option(parsed, u"--new"_s).has_value()) << "\n";
+            return 0;
+        }
+        if (command == u"task add") {
+            const StoredUser user = requireUser(required(u"--telegram-id"_s));
+            QJsonObject body{{u"title"_s, required(u"--title"_s)}};
+            for (const QString& field : {u"priority"_s, u"description"_s, u"deadline"_s}) {
+                if (const auto value = option(parsed, u"--"_s + field))
+                    body.insert(field, *value);
+            }
+            TaskApi tasks(context);
+            const VexoTask task = tasks.createFrom(user, body, option(parsed, u"--source"_s).value_or(u"bot"_s));
+            m_out << task.id << "\n";
+            return 0;
+        }
+        if (command == u"attach") {
+            bool ok = false;
+            const qint64 taskId = required(u"--task"_s).toLongLong(&ok);
+            const QString path = required(u"--file"_s);
+            QFile file(path);
+            if (!ok || !file.open(QIODevice::ReadOnly))
+                throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(path));
+            if (!storage.attachments(taskId))
+                throw ServerError::notFound(u"Задача %1 не найдена"_s.arg(taskId));
+            const QByteArray bytes = file.readAll();
+            const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
+            QFile target(context.attachmentPath(storedName));
+            if (!target.open(QIODevice::WriteOnly) || target.write(bytes) != bytes.size())
+                throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
+            const QString mime = QMimeDatabase().mimeTypeForFileNameAndData(path, bytes).name();
+            const TaskAttachment attachment = storage.insertAttachment(taskId, QFileInfo(path).fileName(), mime,
+                                                                       bytes.size(), storedName, context.nowText());
+            m_out << attachment.id << "\n";
+            return 0;
+        }
+        if (command == u"outbox") {
+            for (const OutboxEntry& entry : storage.outbox()) {
+                m_out << entry.createdAt << "  → " << entry.telegramId << "  (задача " << entry.taskId << ")\n"
+                      << entry.text << "\n\n";
+            }
+            return 0;
+        }
+        return usage(u"Неизвестная команда: %1"_s.arg(command));
+    } catch (const ServerError& error) {
+        m_err << error.message() << "\n";
+        return 1;
+    }
+}

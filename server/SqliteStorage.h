@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Storage.h"
+
+#include <QSqlDatabase>
+
+class QSqlQuery;
+
+// Storage on SQLite: WAL journal, foreign keys on, a versioned schema migrated at open. The SQL is
+// kept to what PostgreSQL also speaks, apart from the connection pragmas.
+class SqliteStorage final : public Storage {
+public:
+    // Opens (creating when needed) the database file and migrates it; throws ServerError on failure.
+    explicit SqliteStorage(const QString& fileName);
+    ~SqliteStorage() override;
+    SqliteStorage(const SqliteStorage&) = delete;
+    SqliteStorage& operator=(const SqliteStorage&) = delete;
+
+    static int schemaVersion();
+
+    std::optional<StoredUser> userById(qint64 id) override;
+    std::optional<StoredUser> userByTelegramId(const QString& telegramId) override;
+    std::optional<StoredUser> userByLoginKeyHash(const QString& keyHash) override;
+    std::optional<StoredUser> userBySessionHash(const QString& tokenHash) override;
+    std::optional<StoredUser> userByApiKey(const QString& apiKey) override;
+    StoredUser createUser(const NewUser& user, const QString& now) override;
+    void setAvatar(qint64 userId, const QString& avatarName) override;
+    void addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) override;
+    void addSession(qint64 userId, const QString& tokenHash, const QString& now) override;
+    void setAutoSendBot(qint64 userId, bool enabled) override;
+    void setApiKey(qint64 userId, const QString& apiKey) override;
+
+    QList<VexoTask> tasks(qint64 userId, const TaskFilter& filter) override;
+    std::optional<VexoTask> task(qint64 userId, qint64 taskId) override;
+    VexoTask insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) override;
+    std::optional<VexoTask> updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
+                                       const QString& now) override;
+    bool archiveTask(qint64 userId, qint64 taskId, const QString& now) override;
+    std::optional<QStringList> deleteTask(qint64 userId, qint64 taskId) override;
+    bool markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) override;
+
+    QList<Folder> folders(qint64 userId) override;
+    bool hasFolder(qint64 userId, qint64 folderId) override;
+    Folder insertFolder(qint64 userId, const QString& name, const QString& color, const QString& now) override;
+    std::optional<Folder> updateFolder(qint64 userId, qint64 folderId, const QString& name,
+                                       const QString& color) override;
+    bool deleteFolder(qint64 userId, qint64 folderId) override;
+
+    std::optional<QList<TaskAttachment>> attachments(qint64 taskId) override;
+    std::optional<StoredAttachment> attachment(qint64 userId, qint64 taskId, qint64 attachmentId) override;
+    TaskAttachment insertAttachment(qint64 taskId, const QString& filename, const QString& mimetype, qint64 size,
+                                    const QString& storedName, const QString& now) override;
+    std::optional<QString> deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) override;
+
+    QHash<QString, qint64> createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) override;
+    QHash<QString, qint64> completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay) override;
+    QHash<QString, qint64> createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay) override;
+
+    AdminStats adminStats() override;
+    QList<AdminUser> adminUsers() override;
+
+    QList<OutboxEntry> outbox() override;
+
+private:
+    class Transaction;
+
+    QSqlQuery prepare(const QString& sql);
+    void execute(QSqlQuery& query);
+    void migrate();
+    std::optional<StoredUser> userWhere(const QString& condition, const QVariant& value);
+    void appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now);
+    QHash<QString, qint64> countsByDay(const QString& column, qint64 userId, const QString& fromDay,
+                                       const QString& toDay);
+
+    QString m_connectionName;
+    QSqlDatabase m_db;
+};

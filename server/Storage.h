@@ -1,0 +1,124 @@
+#pragma once
+
+#include "AdminStats.h"
+#include "AdminUser.h"
+#include "Folder.h"
+#include "TaskAttachment.h"
+#include "User.h"
+#include "VexoTask.h"
+
+#include <QHash>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// A user as the service keeps them. user.avatarUrl holds the avatar's stored name.
+struct StoredUser {
+    User user;
+    bool autoSendBot = false;
+    std::optional<QString> apiKey;
+};
+
+struct NewUser {
+    QString telegramId;
+    std::optional<QString> username;
+    std::optional<QString> firstName;
+    std::optional<QString> lastName;
+    bool isAdmin = false;
+    std::optional<QString> avatarName;
+};
+
+struct TaskFilter {
+    bool archived = false;
+    std::optional<TaskStatus> status;
+    std::optional<qint64> folderId;
+};
+
+struct NewTask {
+    QString title;
+    std::optional<QString> description;
+    std::optional<QString> deadline; // already in the answer form
+    TaskPriority priority = TaskPriority::medium;
+    QString source;
+    std::optional<qint64> folderId;
+    std::optional<QString> createdAt; // backdated creation, for imported or demonstration data
+};
+
+// An absent member leaves the field alone; a present empty optional clears it.
+struct TaskChanges {
+    std::optional<QString> title;
+    std::optional<QString> description;
+    std::optional<std::optional<QString>> deadline;
+    std::optional<TaskPriority> priority;
+    std::optional<TaskStatus> status;
+    std::optional<std::optional<qint64>> folderId;
+};
+
+struct StoredAttachment {
+    qint64 taskId = 0;
+    TaskAttachment attachment;
+    QString storedName;
+};
+
+struct OutboxEntry {
+    qint64 id = 0;
+    qint64 taskId = 0;
+    QString telegramId;
+    QString text;
+    QString createdAt;
+};
+
+// Everything the service keeps. Each mutating call is one transaction; `now` is the caller's clock
+// in the answer form (ISO 8601 with milliseconds, UTC). Ids of other users' rows behave as absent.
+class Storage {
+public:
+    virtual ~Storage() = default;
+
+    virtual std::optional<StoredUser> userById(qint64 id) = 0;
+    virtual std::optional<StoredUser> userByTelegramId(const QString& telegramId) = 0;
+    virtual std::optional<StoredUser> userByLoginKeyHash(const QString& keyHash) = 0;
+    virtual std::optional<StoredUser> userBySessionHash(const QString& tokenHash) = 0;
+    virtual std::optional<StoredUser> userByApiKey(const QString& apiKey) = 0;
+    virtual StoredUser createUser(const NewUser& user, const QString& now) = 0;
+    virtual void setAvatar(qint64 userId, const QString& avatarName) = 0;
+    // Adds a key that signs this user in; with `revokeOthers` it becomes the only one.
+    virtual void addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) = 0;
+    virtual void addSession(qint64 userId, const QString& tokenHash, const QString& now) = 0;
+    virtual void setAutoSendBot(qint64 userId, bool enabled) = 0;
+    virtual void setApiKey(qint64 userId, const QString& apiKey) = 0;
+
+    virtual QList<VexoTask> tasks(qint64 userId, const TaskFilter& filter) = 0;
+    virtual std::optional<VexoTask> task(qint64 userId, qint64 taskId) = 0;
+    // With `sendToBot` the task is created as sent and its delivery is recorded in the outbox.
+    virtual VexoTask insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) = 0;
+    virtual std::optional<VexoTask> updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
+                                               const QString& now) = 0;
+    virtual bool archiveTask(qint64 userId, qint64 taskId, const QString& now) = 0;
+    // Returns the stored names of the removed task's attachment files, or nothing when there was no task.
+    virtual std::optional<QStringList> deleteTask(qint64 userId, qint64 taskId) = 0;
+    virtual bool markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) = 0;
+
+    virtual QList<Folder> folders(qint64 userId) = 0;
+    virtual bool hasFolder(qint64 userId, qint64 folderId) = 0;
+    virtual Folder insertFolder(qint64 userId, const QString& name, const QString& color, const QString& now) = 0;
+    virtual std::optional<Folder> updateFolder(qint64 userId, qint64 folderId, const QString& name,
+                                               const QString& color) = 0;
+    virtual bool deleteFolder(qint64 userId, qint64 folderId) = 0;
+
+    virtual std::optional<QList<TaskAttachment>> attachments(qint64 taskId) = 0;
+    virtual std::optional<StoredAttachment> attachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
+    virtual TaskAttachment insertAttachment(qint64 taskId, const QString& filename, const QString& mimetype,
+                                            qint64 size, const QString& storedName, const QString& now) = 0;
+    virtual std::optional<QString> deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
+
+    // Counts keyed by "yyyy-MM-dd" for days in [fromDay, toDay].
+    virtual QHash<QString, qint64> createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) = 0;
+    virtual QHash<QString, qint64> completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay) = 0;
+    virtual QHash<QString, qint64> createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay) = 0;
+
+    virtual AdminStats adminStats() = 0;
+    virtual QList<AdminUser> adminUsers() = 0;
+
+    virtual QList<OutboxEntry> outbox() = 0;
+};

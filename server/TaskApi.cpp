@@ -1,0 +1,239 @@
+#include "TaskApi.h"
+
+#include "ApiRequest.h"
+#include "Envelopes.h"
+#include "JsonFields.h"
+#include "JsonWriter.h"
+#include "Router.h"
+#include "Secrets.h"
+#include "ServerDate.h"
+#include "ServerError.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int maxTitleLength = 500;
+constexpr qint64 maxAttachmentBytes = 10 << 20;
+
+HttpReply success()
+{
+    return HttpReply::json(R"({"success":true})");
+}
+
+HttpReply taskReply(const VexoTask& task, int status = 200)
+{
+    return HttpReply::json(encodeJson(TaskResponse{task}), status);
+}
+
+ServerError taskNotFound()
+{
+    return ServerError::notFound(u"Задача не найдена"_s);
+}
+
+bool queryFlag(const QUrlQuery& query, const QString& key)
+{
+    if (!query.hasQueryItem(key))
+        return false;
+    const QString value = query.queryItemValue(key);
+    if (value == u"true" || value == u"1")
+        return true;
+    if (value == u"false" || value == u"0")
+        return false;
+    throw ServerError::badRequest(u"Параметр «%1»: ожидается true или false"_s.arg(key));
+}
+
+// Only the last path component of a client-given name, without control characters.
+QString cleanFileName(QString name)
+{
+    name.replace(u'\\', u'/');
+    name = name.section(u'/', -1).trimmed();
+    name.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    if (name.isEmpty() || name == u"." || name == u"..")
+        return u"file"_s;
+    return name.left(255);
+}
+
+} // namespace
+
+void TaskApi::registerRoutes(Router& router)
+{
+    const auto bind = [this](HttpReply (TaskApi::*method)(ApiRequest&)) {
+        return [this, method](ApiRequest& request) { return (this->*method)(request); };
+    };
+    router.add("GET", u"/api/tasks"_s, Access::signedIn, bind(&TaskApi::list));
+    router.add("POST", u"/api/tasks"_s, Access::signedIn, bind(&TaskApi::create));
+    router.add("PUT", u"/api/tasks/{id}"_s, Access::signedIn, bind(&TaskApi::update));
+    router.add("DELETE", u"/api/tasks/{id}"_s, Access::signedIn, bind(&TaskApi::remove));
+    router.add("POST", u"/api/tasks/{id}/archive"_s, Access::signedIn, bind(&TaskApi::archive));
+    router.add("POST", u"/api/tasks/{id}/send-to-bot"_s, Access::signedIn, bind(&TaskApi::sendToBot));
+    // Listed without a token: that is the client's contract.
+    router.add("GET", u"/api/tasks/{id}/attachments"_s, Access::everyone, bind(&TaskApi::listAttachments));
+    router.add("POST", u"/api/tasks/{id}/attachments"_s, Access::signedIn, bind(&TaskApi::uploadAttachment),
+               maxAttachmentBytes);
+    router.add("DELETE", u"/api/tasks/{id}/attachments/{id}"_s, Access::signedIn, bind(&TaskApi::deleteAttachment));
+    router.add("GET", u"/api/tasks/{id}/attachments/{id}/file"_s, Access::signedIn, bind(&TaskApi::attachmentFile));
+}
+
+QString TaskApi::messageFor(const VexoTask& task)
+{
+    static const QStringList priorityWords{u"🔴 Высокий"_s, u"🟡 Средний"_s, u"🟢 Низкий"_s};
+    QString text = u"📌 "_s + task.title + u"\nПриоритет: "_s + priorityWords[int(task.priority)];
+    if (task.deadline)
+        text += u"\n⏰ "_s + formatDeadline(task.deadline);
+    return text;
+}
+
+HttpReply TaskApi::list(ApiRequest& request)
+{
+    TaskFilter filter;
+    filter.archived = queryFlag(request.query, u"archived"_s);
+    if (request.query.hasQueryItem(u"status"_s)) {
+        filter.status = taskStatusFromRaw(request.query.queryItemValue(u"status"_s));
+        if (!filter.status)
+            throw ServerError::badRequest(u"Параметр «status»: допустимые значения: pending, done, cancelled"_s);
+    }
+    if (request.query.hasQueryItem(u"folderId"_s)) {
+        bool ok = false;
+        filter.folderId = request.query.queryItemValue(u"folderId"_s).toLongLong(&ok);
+        if (!ok || *filter.folderId <= 0)
+            throw ServerError::badRequest(u"Параметр «folderId»: ожидается положительное целое число"_s);
+    }
+    return HttpReply::json(encodeJson(TasksResponse{m_context.storage.tasks(request.userId(), filter)}));
+}
+
+VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source)
+{
+    const JsonFields fields(body);
+    NewTask task;
+    task.title = fields.requiredTitle(u"title"_s, maxTitleLength);
+    task.priority = fields.optionalPriority(u"priority"_s).value_or(TaskPriority::medium);
+    task.description = fields.optionalString(u"description"_s);
+    if (task.description && task.description->isEmpty())
+        task.description.reset();
+    task.deadline = fields.optionalDeadline(u"deadline"_s);
+    task.folderId = fields.optionalId(u"folderId"_s);
+    if (task.folderId && !m_context.storage.hasFolder(user.user.id, *task.folderId))
+        throw ServerError::badRequest(u"Поле «folderId»: папка не найдена"_s);
+    task.source = source;
+    return m_context.storage.insertTask(user.user.id, task, user.autoSendBot, m_context.nowText());
+}
+
+HttpReply TaskApi::create(ApiRequest& request)
+{
+    return taskReply(createFrom(request.signedIn(), request.jsonObject(), u"app"_s), 201);
+}
+
+HttpReply TaskApi::update(ApiRequest& request)
+{
+    const JsonFields fields(request.jsonObject());
+    TaskChanges changes;
+    if (fields.has(u"title"_s))
+        changes.title = fields.requiredTitle(u"title"_s, maxTitleLength);
+    if (fields.has(u"description"_s))
+        changes.description = fields.optionalString(u"description"_s).value_or(QString());
+    if (fields.has(u"deadline"_s))
+        changes.deadline = fields.optionalDeadline(u"deadline"_s);
+    changes.priority = fields.optionalPriority(u"priority"_s);
+    changes.status = fields.optionalStatus(u"status"_s);
+    if (fields.has(u"folderId"_s)) {
+        const auto folderId = fields.optionalId(u"folderId"_s);
+        if (folderId && !m_context.storage.hasFolder(request.userId(), *folderId))
+            throw ServerError::badRequest(u"Поле «folderId»: папка не найдена"_s);
+        changes.folderId = folderId;
+    }
+    const auto task = m_context.storage.updateTask(request.userId(), request.idParam(0), changes, m_context.nowText());
+    if (!task)
+        throw taskNotFound();
+    return taskReply(*task);
+}
+
+HttpReply TaskApi::remove(ApiRequest& request)
+{
+    const auto files = m_context.storage.deleteTask(request.userId(), request.idParam(0));
+    if (!files)
+        throw taskNotFound();
+    for (const QString& storedName : *files)
+        QFile::remove(m_context.attachmentPath(storedName));
+    return success();
+}
+
+HttpReply TaskApi::archive(ApiRequest& request)
+{
+    if (!m_context.storage.archiveTask(request.userId(), request.idParam(0), m_context.nowText()))
+        throw taskNotFound();
+    return success();
+}
+
+HttpReply TaskApi::sendToBot(ApiRequest& request)
+{
+    const auto task = m_context.storage.task(request.userId(), request.idParam(0));
+    if (!task)
+        throw taskNotFound();
+    m_context.storage.markSent(request.userId(), task->id, messageFor(*task), m_context.nowText());
+    return success();
+}
+
+HttpReply TaskApi::listAttachments(ApiRequest& request)
+{
+    const auto attachments = m_context.storage.attachments(request.idParam(0));
+    if (!attachments)
+        throw taskNotFound();
+    return HttpReply::json(encodeJson(AttachmentsResponse{*attachments}));
+}
+
+HttpReply TaskApi::uploadAttachment(ApiRequest& request)
+{
+    const qint64 taskId = request.idParam(0);
+    if (!m_context.storage.task(request.userId(), taskId))
+        throw taskNotFound();
+    if (request.body.isEmpty())
+        throw ServerError::badRequest(u"Пустой файл"_s);
+    const QString filename = cleanFileName(request.query.queryItemValue(u"filename"_s, QUrl::FullyDecoded));
+    QString mimetype = QString::fromLatin1(request.header("content-type")).section(u';', 0, 0).trimmed();
+    if (mimetype.isEmpty())
+        mimetype = u"application/octet-stream"_s;
+
+    const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
+    QSaveFile file(m_context.attachmentPath(storedName));
+    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() || !file.commit())
+        throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
+    const TaskAttachment attachment = m_context.storage.insertAttachment(taskId, filename, mimetype,
+                                                                         request.body.size(), storedName,
+                                                                         m_context.nowText());
+    JsonWriter writer;
+    writer.beginObject();
+    writer.key("attachment");
+    attachment.toJson(writer);
+    writer.endObject();
+    return HttpReply::json(writer.take(), 201);
+}
+
+HttpReply TaskApi::deleteAttachment(ApiRequest& request)
+{
+    const auto storedName =
+        m_context.storage.deleteAttachment(request.userId(), request.idParam(0), request.idParam(1));
+    if (!storedName)
+        throw ServerError::notFound(u"Вложение не найдено"_s);
+    QFile::remove(m_context.attachmentPath(*storedName));
+    return success();
+}
+
+HttpReply TaskApi::attachmentFile(ApiRequest& request)
+{
+    const auto stored = m_context.storage.attachment(request.userId(), request.idParam(0), request.idParam(1));
+    if (!stored)
+        throw ServerError::notFound(u"Вложение не найдено"_s);
+    QFile file(m_context.attachmentPath(stored->storedName));
+    if (!file.open(QIODevice::ReadOnly))
+        throw ServerError::notFound(u"Файл вложения не найден"_s);
+    HttpReply reply;
+    reply.contentType = stored->attachment.mimetype.toLatin1();
+    reply.body = file.readAll();
+    reply.headers.append({"Content-Disposition",
+                          "inline; filename*=UTF-8''" + QUrl::toPercentEncoding(stored->attachment.filename)});
+    return reply;
+}
