@@ -18,9 +18,7 @@ public:
 class FixedClock final : public Clock {
 public:
     explicit FixedClock(QDateTime moment)
-        : m_moment(std::move(moment))
-    {
-    }
+        : m_moment(std::move(moment)) {}
     QDateTime now() const override { return m_moment; }
     void set(QDateTime moment) { m_moment = std::move(moment); }
     void advance(qint64 seconds) { m_moment = m_moment.addSecs(seconds); }

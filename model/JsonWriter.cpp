@@ -4,7 +4,6 @@ namespace {
 
 void appendEscaped(QByteArray& out, std::string_view utf8) {
     static constexpr char hex[] = "0123456789abcdef";
-    out.reserve(out.size() + qsizetype(utf8.size()) + 2);
     out.append('"');
     std::size_t runStart = 0;
     for (std::size_t i = 0; i < utf8.size(); ++i) {

@@ -20,20 +20,17 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-HttpReply settingsReply(bool autoSendBot)
-{
+HttpReply settingsReply(bool autoSendBot) {
     return HttpReply::json(encodeJson(UserSettings{autoSendBot}));
 }
 
-HttpReply apiKeyReply(const QString& key)
-{
+HttpReply apiKeyReply(const QString& key) {
     return HttpReply::json(encodeJson(ApiKeyResponse{key}));
 }
 
 } // namespace
 
-QString AccountApi::apiKeyOf(const StoredUser& user)
-{
+QString AccountApi::apiKeyOf(const StoredUser& user) {
     if (user.apiKey)
         return *user.apiKey;
     const QString key = Secrets::newApiKey();
@@ -41,8 +38,7 @@ QString AccountApi::apiKeyOf(const StoredUser& user)
     return key;
 }
 
-void AccountApi::registerRoutes(Router& router)
-{
+void AccountApi::registerRoutes(Router& router) {
     router.add("GET", u"/api/user/settings"_s, Access::signedIn,
                [](ApiRequest& request) { return settingsReply(request.signedIn().autoSendBot); });
     router.add("PUT", u"/api/user/settings"_s, Access::signedIn, [this](ApiRequest& request) {

@@ -11,9 +11,7 @@ class AccountApi final {
 public:
     AccountApi(ServerContext& context, TaskApi& tasks)
         : m_context(context)
-        , m_tasks(tasks)
-    {
-    }
+        , m_tasks(tasks) {}
 
     void registerRoutes(Router& router);
 

@@ -7,8 +7,7 @@
 
 using namespace Qt::StringLiterals;
 
-QByteArray ApiRequest::header(const QByteArray& name) const
-{
+QByteArray ApiRequest::header(const QByteArray& name) const {
     for (const auto& [key, value] : headers) {
         if (key.compare(name, Qt::CaseInsensitive) == 0)
             return value;
@@ -16,13 +15,11 @@ QByteArray ApiRequest::header(const QByteArray& name) const
     return {};
 }
 
-qint64 ApiRequest::idParam(int index) const
-{
+qint64 ApiRequest::idParam(int index) const {
     return params.value(index).toLongLong();
 }
 
-QJsonObject ApiRequest::jsonObject() const
-{
+QJsonObject ApiRequest::jsonObject() const {
     if (body.trimmed().isEmpty())
         throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
     QJsonParseError error;
@@ -34,16 +31,14 @@ QJsonObject ApiRequest::jsonObject() const
     return document.object();
 }
 
-HttpReply HttpReply::json(QByteArray body, int status)
-{
+HttpReply HttpReply::json(QByteArray body, int status) {
     HttpReply reply;
     reply.status = status;
     reply.body = std::move(body);
     return reply;
 }
 
-HttpReply HttpReply::error(int status, const QString& message)
-{
+HttpReply HttpReply::error(int status, const QString& message) {
     JsonWriter writer;
     writer.beginObject();
     writer.field("error", message);

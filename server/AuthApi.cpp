@@ -10,8 +10,7 @@
 
 using namespace Qt::StringLiterals;
 
-void AuthApi::registerRoutes(Router& router)
-{
+void AuthApi::registerRoutes(Router& router) {
     router.add("POST", u"/api/auth/verify"_s, Access::everyone, [this](ApiRequest& request) {
         if (!m_limiter.allow(request.remoteAddress.toString()))
             throw ServerError(ErrorKind::tooManyRequests, u"Слишком много попыток входа. Попробуйте через минуту"_s);

@@ -10,9 +10,7 @@ class AuthApi final {
 public:
     explicit AuthApi(ServerContext& context)
         : m_context(context)
-        , m_limiter(context.clock, 10, 60)
-    {
-    }
+        , m_limiter(context.clock, 10, 60) {}
 
     void registerRoutes(Router& router);
 

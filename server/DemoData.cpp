@@ -26,46 +26,72 @@ struct DemoTask {
 constexpr int noDeadline = 0;
 
 const DemoTask demoTasks[] = {
-    {u"Подготовить квартальный отчёт", u"<p>Свести цифры по <b>выручке</b> и расходам за третий квартал.</p><ul><li>Продажи</li><li>Маркетинг</li><li>Зарплаты</li></ul>", TaskPriority::high, TaskStatus::pending, 20, 3, 0, false, false, true},
-    {u"Созвон с клиентом по договору", u"<p>Обсудить сроки и <i>штрафные санкции</i>. Ссылка на встречу: <a href=\"https://example.org/meet\">example.org/meet</a></p>", TaskPriority::high, TaskStatus::pending, 3, 1, 0, false, true, false},
+    {u"Подготовить квартальный отчёт",
+     u"<p>Свести цифры по <b>выручке</b> и расходам за третий "
+     u"квартал.</p><ul><li>Продажи</li><li>Маркетинг</li><li>Зарплаты</li></ul>",
+     TaskPriority::high, TaskStatus::pending, 20, 3, 0, false, false, true},
+    {u"Созвон с клиентом по договору",
+     u"<p>Обсудить сроки и <i>штрафные санкции</i>. Ссылка на встречу: <a "
+     u"href=\"https://example.org/meet\">example.org/meet</a></p>",
+     TaskPriority::high, TaskStatus::pending, 3, 1, 0, false, true, false},
     {u"Проверить логи сервера", u"", TaskPriority::medium, TaskStatus::pending, -5, 4, 0, false, false, false},
-    {u"Обновить зависимости проекта", u"<p>Qt 6.4 → 6.5, проверить сборку под sanitizer-ами.</p>", TaskPriority::low, TaskStatus::pending, 24 * 6, 2, 0, false, false, false},
-    {u"Ревью пул-реквеста #482", u"<p>Новый экран статистики. Обратить внимание на <code>QChart</code>.</p>", TaskPriority::medium, TaskStatus::done, -20, 6, 0, false, false, false},
+    {u"Обновить зависимости проекта", u"<p>Qt 6.4 → 6.5, проверить сборку под sanitizer-ами.</p>", TaskPriority::low,
+     TaskStatus::pending, 24 * 6, 2, 0, false, false, false},
+    {u"Ревью пул-реквеста #482", u"<p>Новый экран статистики. Обратить внимание на <code>QChart</code>.</p>",
+     TaskPriority::medium, TaskStatus::done, -20, 6, 0, false, false, false},
     {u"Написать тесты для API", u"", TaskPriority::high, TaskStatus::pending, 24 * 2, 5, 0, false, false, false},
-    {u"Презентация для инвесторов", u"<h3>Структура</h3><ol><li>Проблема</li><li>Решение</li><li>Рынок</li><li>Команда</li></ol>", TaskPriority::high, TaskStatus::pending, 24 * 9, 7, 0, false, false, true},
+    {u"Презентация для инвесторов",
+     u"<h3>Структура</h3><ol><li>Проблема</li><li>Решение</li><li>Рынок</li><li>Команда</li></ol>", TaskPriority::high,
+     TaskStatus::pending, 24 * 9, 7, 0, false, false, true},
     {u"Оплатить хостинг", u"", TaskPriority::high, TaskStatus::pending, -30, 10, 0, false, true, true},
-    {u"Купить молоко и хлеб", u"<p>Молоко 3,2%, бородинский хлеб</p>", TaskPriority::low, TaskStatus::pending, 5, 0, 1, false, true, false},
+    {u"Купить молоко и хлеб", u"<p>Молоко 3,2%, бородинский хлеб</p>", TaskPriority::low, TaskStatus::pending, 5, 0, 1,
+     false, true, false},
     {u"Записаться к стоматологу", u"", TaskPriority::medium, TaskStatus::pending, 24 + 2, 2, 1, false, true, false},
-    {u"Забрать посылку", u"<p>Пункт выдачи на Ленина, 12. Код: <b>4817</b></p>", TaskPriority::medium, TaskStatus::done, -4, 3, 1, false, true, true},
+    {u"Забрать посылку", u"<p>Пункт выдачи на Ленина, 12. Код: <b>4817</b></p>", TaskPriority::medium, TaskStatus::done,
+     -4, 3, 1, false, true, true},
     {u"Поменять масло в машине", u"", TaskPriority::low, TaskStatus::pending, 24 * 20, 9, 1, false, false, false},
     {u"Позвонить маме", u"", TaskPriority::high, TaskStatus::done, -2, 1, 1, false, true, false},
-    {u"Оплатить коммунальные услуги", u"<p>Свет, вода, интернет.</p>", TaskPriority::medium, TaskStatus::pending, -50, 12, 1, false, false, true},
+    {u"Оплатить коммунальные услуги", u"<p>Свет, вода, интернет.</p>", TaskPriority::medium, TaskStatus::pending, -50,
+     12, 1, false, false, true},
     {u"Разобрать кладовку", u"", TaskPriority::low, TaskStatus::cancelled, noDeadline, 15, 1, false, false, false},
-    {u"Прочитать «Мастер и Маргарита»", u"<p>Перечитать к встрече книжного клуба.</p>", TaskPriority::low, TaskStatus::pending, 24 * 14, 8, 2, false, false, false},
-    {u"Курс по Rust: глава 8", u"<p>Коллекции: <code>Vec</code>, <code>String</code>, <code>HashMap</code>.</p>", TaskPriority::medium, TaskStatus::pending, 24 * 3, 4, 2, false, false, false},
-    {u"Посмотреть доклад про корутины", u"", TaskPriority::low, TaskStatus::done, noDeadline, 11, 2, false, false, false},
+    {u"Прочитать «Мастер и Маргарита»", u"<p>Перечитать к встрече книжного клуба.</p>", TaskPriority::low,
+     TaskStatus::pending, 24 * 14, 8, 2, false, false, false},
+    {u"Курс по Rust: глава 8", u"<p>Коллекции: <code>Vec</code>, <code>String</code>, <code>HashMap</code>.</p>",
+     TaskPriority::medium, TaskStatus::pending, 24 * 3, 4, 2, false, false, false},
+    {u"Посмотреть доклад про корутины", u"", TaskPriority::low, TaskStatus::done, noDeadline, 11, 2, false, false,
+     false},
     {u"Выучить 20 новых слов", u"", TaskPriority::medium, TaskStatus::done, -26, 2, 2, false, true, false},
-    {u"Конспект лекции по алгоритмам", u"<p>Динамическое программирование, задача о рюкзаке.</p>", TaskPriority::medium, TaskStatus::pending, 30, 1, 2, false, false, false},
+    {u"Конспект лекции по алгоритмам", u"<p>Динамическое программирование, задача о рюкзаке.</p>", TaskPriority::medium,
+     TaskStatus::pending, 30, 1, 2, false, false, false},
     {u"Пробежка 5 км", u"", TaskPriority::medium, TaskStatus::done, -8, 0, 3, false, true, false},
     {u"Записаться в бассейн", u"", TaskPriority::low, TaskStatus::pending, 24 * 4, 6, 3, false, false, false},
-    {u"Купить витамины", u"<p>D3 и омега-3</p>", TaskPriority::low, TaskStatus::pending, noDeadline, 13, 3, false, true, false},
+    {u"Купить витамины", u"<p>D3 и омега-3</p>", TaskPriority::low, TaskStatus::pending, noDeadline, 13, 3, false, true,
+     false},
     {u"Сдать анализы", u"", TaskPriority::high, TaskStatus::pending, 24 * 5 + 3, 3, 3, false, false, true},
-    {u"Идея: бот для напоминаний о поливе цветов", u"<p>Датчик влажности + Telegram.</p>", TaskPriority::low, TaskStatus::pending, noDeadline, 20, -1, false, true, false},
-    {u"Подарок на день рождения Ане", u"<p>Варианты: <ul><li>книга</li><li>сертификат в спа</li></ul></p>", TaskPriority::high, TaskStatus::pending, 24 * 8, 5, -1, false, false, false},
+    {u"Идея: бот для напоминаний о поливе цветов", u"<p>Датчик влажности + Telegram.</p>", TaskPriority::low,
+     TaskStatus::pending, noDeadline, 20, -1, false, true, false},
+    {u"Подарок на день рождения Ане", u"<p>Варианты: <ul><li>книга</li><li>сертификат в спа</li></ul></p>",
+     TaskPriority::high, TaskStatus::pending, 24 * 8, 5, -1, false, false, false},
     {u"Ответить на письма", u"", TaskPriority::medium, TaskStatus::pending, 1, 0, -1, false, false, false},
-    {u"Забронировать отель в Казани", u"<p>На 12–15 число, рядом с Кремлём.</p>", TaskPriority::medium, TaskStatus::pending, 24 * 12, 6, -1, false, false, false},
+    {u"Забронировать отель в Казани", u"<p>На 12–15 число, рядом с Кремлём.</p>", TaskPriority::medium,
+     TaskStatus::pending, 24 * 12, 6, -1, false, false, false},
     {u"Продлить загранпаспорт", u"", TaskPriority::high, TaskStatus::pending, 24 * 28, 25, -1, false, false, false},
     {u"Починить кран на кухне", u"", TaskPriority::medium, TaskStatus::done, -48, 7, -1, false, true, false},
-    {u"Сделать бэкап фотографий", u"<p>Google Фото → внешний диск</p>", TaskPriority::low, TaskStatus::cancelled, noDeadline, 18, -1, false, false, false},
+    {u"Сделать бэкап фотографий", u"<p>Google Фото → внешний диск</p>", TaskPriority::low, TaskStatus::cancelled,
+     noDeadline, 18, -1, false, false, false},
     {u"Выбрать новый монитор", u"", TaskPriority::low, TaskStatus::pending, noDeadline, 4, -1, false, true, false},
     {u"Отправить документы бухгалтеру", u"", TaskPriority::high, TaskStatus::pending, 26, 1, 0, false, false, false},
-    {u"Старый проект: миграция базы", u"<p>Перенесено в новый трекер.</p>", TaskPriority::medium, TaskStatus::done, -24 * 20, 28, 0, true, false, false},
+    {u"Старый проект: миграция базы", u"<p>Перенесено в новый трекер.</p>", TaskPriority::medium, TaskStatus::done,
+     -24 * 20, 28, 0, true, false, false},
     {u"Сдать декларацию", u"", TaskPriority::high, TaskStatus::done, -24 * 15, 27, 1, true, false, true},
     {u"Купить ёлку", u"", TaskPriority::low, TaskStatus::done, -24 * 25, 29, 1, true, true, false},
-    {u"Курс английского: модуль 3", u"", TaskPriority::medium, TaskStatus::cancelled, noDeadline, 26, 2, true, false, false},
-    {u"Отпуск: собрать чемодан", u"<p>Список вещей в заметках.</p>", TaskPriority::medium, TaskStatus::done, -24 * 10, 22, -1, true, false, false},
+    {u"Курс английского: модуль 3", u"", TaskPriority::medium, TaskStatus::cancelled, noDeadline, 26, 2, true, false,
+     false},
+    {u"Отпуск: собрать чемодан", u"<p>Список вещей в заметках.</p>", TaskPriority::medium, TaskStatus::done, -24 * 10,
+     22, -1, true, false, false},
     {u"Убраться на балконе", u"", TaskPriority::low, TaskStatus::pending, -24 * 3, 14, -1, false, false, false},
-    {u"Настроить резервное копирование NAS", u"<p>RAID 1, расписание каждую ночь в 03:00.</p>", TaskPriority::medium, TaskStatus::pending, 24 * 2 + 5, 2, 0, false, false, false},
+    {u"Настроить резервное копирование NAS", u"<p>RAID 1, расписание каждую ночь в 03:00.</p>", TaskPriority::medium,
+     TaskStatus::pending, 24 * 2 + 5, 2, 0, false, false, false},
 };
 
 struct DemoFolder {
@@ -80,14 +106,12 @@ const DemoFolder demoFolders[] = {
     {u"Здоровье", u"#34D399"},
 };
 
-QString isoAt(const QDateTime& moment)
-{
+QString isoAt(const QDateTime& moment) {
     return moment.toUTC().toString(Qt::ISODateWithMs);
 }
 
 // A soft diagonal gradient, drawn pixel by pixel: no font or platform plugin needed.
-QByteArray gradientPng(int width, int height, QRgb from, QRgb to)
-{
+QByteArray gradientPng(int width, int height, QRgb from, QRgb to) {
     QImage image(width, height, QImage::Format_RGB32);
     for (int y = 0; y < height; ++y) {
         auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
@@ -95,8 +119,9 @@ QByteArray gradientPng(int width, int height, QRgb from, QRgb to)
             const double t = double(x + y) / double(width + height - 2);
             const auto mix = [t](int a, int b) { return int(a + (b - a) * t); };
             const bool ring = qAbs(qHypot(x - width / 2.0, y - height / 2.0) - height / 3.0) < 3.0;
-            line[x] = ring ? qRgb(255, 255, 255)
-                           : qRgb(mix(qRed(from), qRed(to)), mix(qGreen(from), qGreen(to)), mix(qBlue(from), qBlue(to)));
+            line[x] = ring
+                          ? qRgb(255, 255, 255)
+                          : qRgb(mix(qRed(from), qRed(to)), mix(qGreen(from), qGreen(to)), mix(qBlue(from), qBlue(to)));
         }
     }
     QByteArray bytes;
@@ -106,8 +131,7 @@ QByteArray gradientPng(int width, int height, QRgb from, QRgb to)
     return bytes;
 }
 
-QString store(const QString& path, const QByteArray& bytes)
-{
+QString store(const QString& path, const QByteArray& bytes) {
     QSaveFile file(path);
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size())
         file.commit();
@@ -118,8 +142,7 @@ QString store(const QString& path, const QByteArray& bytes)
 
 namespace DemoData {
 
-qint64 ensure(ServerContext& context)
-{
+qint64 ensure(ServerContext& context) {
     const QString id = QString::fromLatin1(telegramId);
     if (const auto existing = context.storage.userByTelegramId(id))
         return existing->user.id;

@@ -2,8 +2,7 @@
 
 using namespace Qt::StringLiterals;
 
-QByteArray docsPage(const QString& base)
-{
+QByteArray docsPage(const QString& base) {
     const QString escapedBase = base.toHtmlEscaped();
     QString page = uR"(<!DOCTYPE html>
 <html lang="ru">

@@ -13,8 +13,7 @@ namespace {
 
 constexpr int maxNameLength = 100;
 
-HttpReply folderReply(const Folder& folder, int status = 200)
-{
+HttpReply folderReply(const Folder& folder, int status = 200) {
     JsonWriter writer;
     writer.beginObject();
     writer.key("folder");
@@ -25,8 +24,7 @@ HttpReply folderReply(const Folder& folder, int status = 200)
 
 } // namespace
 
-void FolderApi::registerRoutes(Router& router)
-{
+void FolderApi::registerRoutes(Router& router) {
     router.add("GET", u"/api/folders"_s, Access::signedIn, [this](ApiRequest& request) {
         return HttpReply::json(encodeJson(FoldersResponse{m_context.storage.folders(request.userId())}));
     });

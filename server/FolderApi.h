@@ -8,9 +8,7 @@ class Router;
 class FolderApi final {
 public:
     explicit FolderApi(ServerContext& context)
-        : m_context(context)
-    {
-    }
+        : m_context(context) {}
 
     void registerRoutes(Router& router);
 

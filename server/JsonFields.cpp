@@ -9,15 +9,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-[[noreturn]] void invalid(const QString& key, const QString& why)
-{
+[[noreturn]] void invalid(const QString& key, const QString& why) {
     throw ServerError::badRequest(u"Поле «%1»: %2"_s.arg(key, why));
 }
 
 } // namespace
 
-std::optional<QString> normalizeDeadline(const QString& text)
-{
+std::optional<QString> normalizeDeadline(const QString& text) {
     // The bare day form is not a deadline: it has no time.
     if (text.size() == 10)
         return std::nullopt;
@@ -27,8 +25,7 @@ std::optional<QString> normalizeDeadline(const QString& text)
     return moment->toUTC().toString(Qt::ISODateWithMs);
 }
 
-QString JsonFields::requiredString(const QString& key) const
-{
+QString JsonFields::requiredString(const QString& key) const {
     const QJsonValue value = m_object.value(key);
     if (value.isUndefined())
         invalid(key, u"обязательное поле"_s);
@@ -37,8 +34,7 @@ QString JsonFields::requiredString(const QString& key) const
     return value.toString();
 }
 
-std::optional<QString> JsonFields::optionalString(const QString& key) const
-{
+std::optional<QString> JsonFields::optionalString(const QString& key) const {
     const QJsonValue value = m_object.value(key);
     if (value.isUndefined() || value.isNull())
         return std::nullopt;
@@ -47,8 +43,7 @@ std::optional<QString> JsonFields::optionalString(const QString& key) const
     return value.toString();
 }
 
-QString JsonFields::requiredTitle(const QString& key, int maxLength) const
-{
+QString JsonFields::requiredTitle(const QString& key, int maxLength) const {
     const QString text = requiredString(key).trimmed();
     if (text.isEmpty())
         invalid(key, u"не может быть пустым"_s);
@@ -57,8 +52,7 @@ QString JsonFields::requiredTitle(const QString& key, int maxLength) const
     return text;
 }
 
-std::optional<qint64> JsonFields::optionalId(const QString& key) const
-{
+std::optional<qint64> JsonFields::optionalId(const QString& key) const {
     const QJsonValue value = m_object.value(key);
     if (value.isUndefined() || value.isNull())
         return std::nullopt;
@@ -69,8 +63,7 @@ std::optional<qint64> JsonFields::optionalId(const QString& key) const
     return id;
 }
 
-bool JsonFields::requiredBool(const QString& key) const
-{
+bool JsonFields::requiredBool(const QString& key) const {
     const QJsonValue value = m_object.value(key);
     if (value.isUndefined())
         invalid(key, u"обязательное поле"_s);
@@ -79,8 +72,7 @@ bool JsonFields::requiredBool(const QString& key) const
     return value.toBool();
 }
 
-std::optional<TaskPriority> JsonFields::optionalPriority(const QString& key) const
-{
+std::optional<TaskPriority> JsonFields::optionalPriority(const QString& key) const {
     const auto text = optionalString(key);
     if (!text)
         return std::nullopt;
@@ -90,8 +82,7 @@ std::optional<TaskPriority> JsonFields::optionalPriority(const QString& key) con
     return priority;
 }
 
-std::optional<TaskStatus> JsonFields::optionalStatus(const QString& key) const
-{
+std::optional<TaskStatus> JsonFields::optionalStatus(const QString& key) const {
     const auto text = optionalString(key);
     if (!text)
         return std::nullopt;
@@ -101,8 +92,7 @@ std::optional<TaskStatus> JsonFields::optionalStatus(const QString& key) const
     return status;
 }
 
-std::optional<QString> JsonFields::optionalDeadline(const QString& key) const
-{
+std::optional<QString> JsonFields::optionalDeadline(const QString& key) const {
     const auto text = optionalString(key);
     if (!text || text->trimmed().isEmpty())
         return std::nullopt;
@@ -112,8 +102,7 @@ std::optional<QString> JsonFields::optionalDeadline(const QString& key) const
     return normalized;
 }
 
-QString JsonFields::requiredColor(const QString& key) const
-{
+QString JsonFields::requiredColor(const QString& key) const {
     static const QRegularExpression hexColor(u"^#[0-9A-Fa-f]{6}$"_s);
     const QString color = requiredString(key);
     if (!hexColor.match(color).hasMatch())

@@ -13,9 +13,7 @@
 class JsonFields final {
 public:
     explicit JsonFields(QJsonObject object)
-        : m_object(std::move(object))
-    {
-    }
+        : m_object(std::move(object)) {}
 
     bool has(const QString& key) const { return m_object.contains(key); }
     bool isNull(const QString& key) const { return m_object.value(key).isNull(); }

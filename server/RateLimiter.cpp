@@ -1,7 +1,6 @@
 #include "RateLimiter.h"
 
-bool RateLimiter::allow(const QString& client)
-{
+bool RateLimiter::allow(const QString& client) {
     const qint64 now = m_clock.now().toMSecsSinceEpoch();
     // Forget clients whose window has passed, so the table cannot grow without bound.
     for (auto it = m_attempts.begin(); it != m_attempts.end();) {

@@ -12,9 +12,7 @@ public:
     RateLimiter(const Clock& clock, int limit, int windowSeconds)
         : m_clock(clock)
         , m_limit(limit)
-        , m_windowMs(qint64(windowSeconds) * 1000)
-    {
-    }
+        , m_windowMs(qint64(windowSeconds) * 1000) {}
 
     // Records the attempt; false when the client is over its limit.
     bool allow(const QString& client);

@@ -2,8 +2,7 @@
 
 namespace {
 
-bool isId(const QString& segment)
-{
+bool isId(const QString& segment) {
     if (segment.isEmpty() || segment.size() > 19 || segment.front() == u'0')
         return false;
     for (QChar c : segment) {
@@ -15,8 +14,7 @@ bool isId(const QString& segment)
     return ok;
 }
 
-bool matches(const QStringList& pattern, const QStringList& segments, QStringList* params)
-{
+bool matches(const QStringList& pattern, const QStringList& segments, QStringList* params) {
     if (pattern.size() != segments.size())
         return false;
     QStringList captured;
@@ -41,13 +39,11 @@ bool matches(const QStringList& pattern, const QStringList& segments, QStringLis
 
 } // namespace
 
-void Router::add(const QByteArray& method, const QString& pattern, Access access, Handler handler, qint64 bodyLimit)
-{
+void Router::add(const QByteArray& method, const QString& pattern, Access access, Handler handler, qint64 bodyLimit) {
     m_routes.append(Route{method, pattern.split(u'/', Qt::SkipEmptyParts), access, bodyLimit, std::move(handler)});
 }
 
-Router::Match Router::match(const QByteArray& method, const QString& path) const
-{
+Router::Match Router::match(const QByteArray& method, const QString& path) const {
     const QStringList segments = path.split(u'/', Qt::SkipEmptyParts);
     Match result;
     for (const Route& route : m_routes) {

@@ -5,8 +5,7 @@
 
 namespace Secrets {
 
-QString randomUrlSafe(int length)
-{
+QString randomUrlSafe(int length) {
     static constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
     QString out;
     out.reserve(length);
@@ -16,25 +15,21 @@ QString randomUrlSafe(int length)
     return out;
 }
 
-QString newLoginKey()
-{
+QString newLoginKey() {
     return QStringLiteral("vexo-tasks-") + randomUrlSafe(32);
 }
 
-QString newSessionToken()
-{
+QString newSessionToken() {
     QByteArray bytes(32, Qt::Uninitialized);
     QRandomGenerator::system()->generate(bytes.begin(), bytes.end());
     return QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
-QString newApiKey()
-{
+QString newApiKey() {
     return QStringLiteral("vexoapi-") + randomUrlSafe(32);
 }
 
-QString hash(const QString& secret)
-{
+QString hash(const QString& secret) {
     return QString::fromLatin1(QCryptographicHash::hash(secret.toUtf8(), QCryptographicHash::Sha256).toHex());
 }
 

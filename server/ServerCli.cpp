@@ -49,8 +49,7 @@ struct Parsed {
     QString error;
 };
 
-Parsed parse(const QStringList& arguments)
-{
+Parsed parse(const QStringList& arguments) {
     Parsed parsed;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
@@ -67,28 +66,24 @@ Parsed parse(const QStringList& arguments)
     return parsed;
 }
 
-std::optional<QString> option(const Parsed& parsed, const QString& name)
-{
+std::optional<QString> option(const Parsed& parsed, const QString& name) {
     return parsed.options.contains(name) ? std::optional<QString>(parsed.options[name]) : std::nullopt;
 }
 
 int signalPipe[2] = {-1, -1};
 
-void onSignal(int)
-{
+void onSignal(int) {
     const char byte = 1;
     [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
 }
 
 } // namespace
 
-QString ServerCli::defaultDataDir()
-{
+QString ServerCli::defaultDataDir() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/vexo-server"_s;
 }
 
-int ServerCli::usage(const QString& problem)
-{
+int ServerCli::usage(const QString& problem) {
     if (!problem.isEmpty())
         m_err << problem << "\n\n";
     m_err << usageText;
@@ -96,8 +91,7 @@ int ServerCli::usage(const QString& problem)
     return 2;
 }
 
-int ServerCli::run(const QStringList& arguments)
-{
+int ServerCli::run(const QStringList& arguments) {
     const Parsed parsed = parse(arguments);
     if (!parsed.error.isEmpty())
         return usage(parsed.error);
@@ -154,8 +148,8 @@ int ServerCli::run(const QStringList& arguments)
                 m_err << "Не удалось занять " << listen << "\n";
                 return 1;
             }
-            m_out << "vexo-server слушает http://" << address.toString() << ":" << bound
-                  << " (данные: " << dataDir << ")\n";
+            m_out << "vexo-server слушает http://" << address.toString() << ":" << bound << " (данные: " << dataDir
+                  << ")\n";
             m_out.flush();
 
             if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)

@@ -8,9 +8,7 @@ class ServerCli final {
 public:
     ServerCli(QTextStream& out, QTextStream& err)
         : m_out(out)
-        , m_err(err)
-    {
-    }
+        , m_err(err) {}
 
     // Arguments without the program name. Returns the process exit code; `serve` runs the event
     // loop until SIGINT or SIGTERM.

@@ -1,7 +1,6 @@
 #include "ServerError.h"
 
-int httpStatus(ErrorKind kind)
-{
+int httpStatus(ErrorKind kind) {
     switch (kind) {
     case ErrorKind::badRequest:
         return 400;
@@ -26,6 +25,4 @@ int httpStatus(ErrorKind kind)
 ServerError::ServerError(ErrorKind kind, QString message)
     : m_kind(kind)
     , m_message(std::move(message))
-    , m_utf8(m_message.toUtf8())
-{
-}
+    , m_utf8(m_message.toUtf8()) {}

@@ -62,28 +62,23 @@ const QString taskColumns = u"id, title, description, deadline, priority, status
 const QString userColumns =
     u"id, telegram_id, username, first_name, last_name, avatar_name, is_admin, auto_send_bot, api_key"_s;
 
-std::optional<QString> optionalText(const QVariant& value)
-{
+std::optional<QString> optionalText(const QVariant& value) {
     return value.isNull() ? std::nullopt : std::optional<QString>(value.toString());
 }
 
-std::optional<qint64> optionalInteger(const QVariant& value)
-{
+std::optional<qint64> optionalInteger(const QVariant& value) {
     return value.isNull() ? std::nullopt : std::optional<qint64>(value.toLongLong());
 }
 
-QVariant nullable(const std::optional<QString>& text)
-{
+QVariant nullable(const std::optional<QString>& text) {
     return text ? QVariant(*text) : QVariant(QMetaType::fromType<QString>());
 }
 
-QVariant nullable(const std::optional<qint64>& number)
-{
+QVariant nullable(const std::optional<qint64>& number) {
     return number ? QVariant(*number) : QVariant(QMetaType::fromType<qint64>());
 }
 
-VexoTask taskFrom(const QSqlQuery& query)
-{
+VexoTask taskFrom(const QSqlQuery& query) {
     VexoTask task;
     task.id = query.value(0).toLongLong();
     task.title = query.value(1).toString();
@@ -103,8 +98,7 @@ VexoTask taskFrom(const QSqlQuery& query)
     return task;
 }
 
-StoredUser userFrom(const QSqlQuery& query)
-{
+StoredUser userFrom(const QSqlQuery& query) {
     StoredUser stored;
     stored.user.id = query.value(0).toLongLong();
     stored.user.telegramId = query.value(1).toString();
@@ -118,20 +112,17 @@ StoredUser userFrom(const QSqlQuery& query)
     return stored;
 }
 
-Folder folderFrom(const QSqlQuery& query)
-{
+Folder folderFrom(const QSqlQuery& query) {
     return Folder{query.value(0).toLongLong(), query.value(1).toString(), query.value(2).toString(),
                   optionalText(query.value(3))};
 }
 
-TaskAttachment attachmentFrom(const QSqlQuery& query)
-{
+TaskAttachment attachmentFrom(const QSqlQuery& query) {
     return TaskAttachment{query.value(0).toLongLong(), query.value(1).toString(), query.value(2).toString(),
                           query.value(3).toLongLong(), optionalText(query.value(4))};
 }
 
-[[noreturn]] void fail(const QSqlError& error)
-{
+[[noreturn]] void fail(const QSqlError& error) {
     throw ServerError(ErrorKind::internal, u"Ошибка хранилища: "_s + error.text());
 }
 
@@ -141,18 +132,15 @@ TaskAttachment attachmentFrom(const QSqlQuery& query)
 class SqliteStorage::Transaction final {
 public:
     explicit Transaction(QSqlDatabase& db)
-        : m_db(db)
-    {
+        : m_db(db) {
         if (!m_db.transaction())
             fail(m_db.lastError());
     }
-    ~Transaction()
-    {
+    ~Transaction() {
         if (!m_done)
             m_db.rollback();
     }
-    void commit()
-    {
+    void commit() {
         if (!m_db.commit())
             fail(m_db.lastError());
         m_done = true;
@@ -163,8 +151,7 @@ private:
     bool m_done = false;
 };
 
-SqliteStorage::SqliteStorage(const QString& fileName)
-{
+SqliteStorage::SqliteStorage(const QString& fileName) {
     static QAtomicInt counter;
     m_connectionName = u"vexo-storage-%1"_s.arg(counter.fetchAndAddRelaxed(1));
     m_db = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_connectionName);
@@ -173,8 +160,8 @@ SqliteStorage::SqliteStorage(const QString& fileName)
     if (!m_db.open())
         fail(m_db.lastError());
     // WAL with synchronous=NORMAL: a committed write survives the process being killed at any moment.
-    for (const QString& pragma : {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=NORMAL"_s,
-                                  u"PRAGMA foreign_keys=ON"_s}) {
+    for (const QString& pragma :
+         {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=NORMAL"_s, u"PRAGMA foreign_keys=ON"_s}) {
         QSqlQuery query(m_db);
         if (!query.exec(pragma))
             fail(query.lastError());
@@ -182,34 +169,29 @@ SqliteStorage::SqliteStorage(const QString& fileName)
     migrate();
 }
 
-SqliteStorage::~SqliteStorage()
-{
+SqliteStorage::~SqliteStorage() {
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
 }
 
-int SqliteStorage::schemaVersion()
-{
+int SqliteStorage::schemaVersion() {
     return int(std::size(migrations));
 }
 
-QSqlQuery SqliteStorage::prepare(const QString& sql)
-{
+QSqlQuery SqliteStorage::prepare(const QString& sql) {
     QSqlQuery query(m_db);
     if (!query.prepare(sql))
         fail(query.lastError());
     return query;
 }
 
-void SqliteStorage::execute(QSqlQuery& query)
-{
+void SqliteStorage::execute(QSqlQuery& query) {
     if (!query.exec())
         fail(query.lastError());
 }
 
-void SqliteStorage::migrate()
-{
+void SqliteStorage::migrate() {
     QSqlQuery setup(m_db);
     if (!setup.exec(u"CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)"_s))
         fail(setup.lastError());
@@ -234,8 +216,7 @@ void SqliteStorage::migrate()
     }
 }
 
-std::optional<StoredUser> SqliteStorage::userWhere(const QString& condition, const QVariant& value)
-{
+std::optional<StoredUser> SqliteStorage::userWhere(const QString& condition, const QVariant& value) {
     QSqlQuery query = prepare(u"SELECT "_s + userColumns + u" FROM users WHERE "_s + condition);
     query.addBindValue(value);
     execute(query);
@@ -244,33 +225,27 @@ std::optional<StoredUser> SqliteStorage::userWhere(const QString& condition, con
     return userFrom(query);
 }
 
-std::optional<StoredUser> SqliteStorage::userById(qint64 id)
-{
+std::optional<StoredUser> SqliteStorage::userById(qint64 id) {
     return userWhere(u"id = ?"_s, id);
 }
 
-std::optional<StoredUser> SqliteStorage::userByTelegramId(const QString& telegramId)
-{
+std::optional<StoredUser> SqliteStorage::userByTelegramId(const QString& telegramId) {
     return userWhere(u"telegram_id = ?"_s, telegramId);
 }
 
-std::optional<StoredUser> SqliteStorage::userByLoginKeyHash(const QString& keyHash)
-{
+std::optional<StoredUser> SqliteStorage::userByLoginKeyHash(const QString& keyHash) {
     return userWhere(u"id = (SELECT user_id FROM login_keys WHERE key_hash = ?)"_s, keyHash);
 }
 
-std::optional<StoredUser> SqliteStorage::userBySessionHash(const QString& tokenHash)
-{
+std::optional<StoredUser> SqliteStorage::userBySessionHash(const QString& tokenHash) {
     return userWhere(u"id = (SELECT user_id FROM sessions WHERE token_hash = ?)"_s, tokenHash);
 }
 
-std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey)
-{
+std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey) {
     return userWhere(u"api_key = ?"_s, apiKey);
 }
 
-StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now)
-{
+StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now) {
     Transaction transaction(m_db);
     QSqlQuery insert = prepare(u"INSERT INTO users (telegram_id, username, first_name, last_name, avatar_name,"
                                u" is_admin, created_at) VALUES (?, ?, ?, ?, ?, ?, ?)"_s);
@@ -291,16 +266,14 @@ StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now)
     return *userById(id);
 }
 
-void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName)
-{
+void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName) {
     QSqlQuery query = prepare(u"UPDATE users SET avatar_name = ? WHERE id = ?"_s);
     query.addBindValue(avatarName);
     query.addBindValue(userId);
     execute(query);
 }
 
-void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now)
-{
+void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) {
     Transaction transaction(m_db);
     if (revokeOthers) {
         QSqlQuery revoke = prepare(u"DELETE FROM login_keys WHERE user_id = ?"_s);
@@ -315,8 +288,7 @@ void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revo
     transaction.commit();
 }
 
-void SqliteStorage::addSession(qint64 userId, const QString& tokenHash, const QString& now)
-{
+void SqliteStorage::addSession(qint64 userId, const QString& tokenHash, const QString& now) {
     QSqlQuery insert = prepare(u"INSERT INTO sessions (token_hash, user_id, created_at) VALUES (?, ?, ?)"_s);
     insert.addBindValue(tokenHash);
     insert.addBindValue(userId);
@@ -324,24 +296,21 @@ void SqliteStorage::addSession(qint64 userId, const QString& tokenHash, const QS
     execute(insert);
 }
 
-void SqliteStorage::setAutoSendBot(qint64 userId, bool enabled)
-{
+void SqliteStorage::setAutoSendBot(qint64 userId, bool enabled) {
     QSqlQuery query = prepare(u"UPDATE users SET auto_send_bot = ? WHERE id = ?"_s);
     query.addBindValue(enabled ? 1 : 0);
     query.addBindValue(userId);
     execute(query);
 }
 
-void SqliteStorage::setApiKey(qint64 userId, const QString& apiKey)
-{
+void SqliteStorage::setApiKey(qint64 userId, const QString& apiKey) {
     QSqlQuery query = prepare(u"UPDATE users SET api_key = ? WHERE id = ?"_s);
     query.addBindValue(apiKey);
     query.addBindValue(userId);
     execute(query);
 }
 
-QList<VexoTask> SqliteStorage::tasks(qint64 userId, const TaskFilter& filter)
-{
+QList<VexoTask> SqliteStorage::tasks(qint64 userId, const TaskFilter& filter) {
     QString sql = u"SELECT "_s + taskColumns + u" FROM tasks WHERE user_id = ? AND archived = ?"_s;
     if (filter.status)
         sql += u" AND status = ?"_s;
@@ -363,8 +332,7 @@ QList<VexoTask> SqliteStorage::tasks(qint64 userId, const TaskFilter& filter)
     return list;
 }
 
-std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId)
-{
+std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId) {
     QSqlQuery query = prepare(u"SELECT "_s + taskColumns + u" FROM tasks WHERE id = ? AND user_id = ?"_s);
     query.addBindValue(taskId);
     query.addBindValue(userId);
@@ -374,8 +342,7 @@ std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId)
     return taskFrom(query);
 }
 
-VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now)
-{
+VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) {
     Transaction transaction(m_db);
     QSqlQuery insert = prepare(u"INSERT INTO tasks (user_id, folder_id, title, description, deadline, priority, status,"
                                u" archived, created_at, updated_at, source, sent_to_bot)"
@@ -399,8 +366,7 @@ VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool send
 }
 
 std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
-                                                  const QString& now)
-{
+                                                  const QString& now) {
     Transaction transaction(m_db);
     QStringList assignments{u"updated_at = ?"_s};
     QVariantList values{now};
@@ -429,8 +395,7 @@ std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, 
         assignments << u"folder_id = ?"_s;
         values << nullable(*changes.folderId);
     }
-    QSqlQuery update =
-        prepare(u"UPDATE tasks SET "_s + assignments.join(u", "_s) + u" WHERE id = ? AND user_id = ?"_s);
+    QSqlQuery update = prepare(u"UPDATE tasks SET "_s + assignments.join(u", "_s) + u" WHERE id = ? AND user_id = ?"_s);
     for (const QVariant& value : values)
         update.addBindValue(value);
     update.addBindValue(taskId);
@@ -442,10 +407,9 @@ std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, 
     return task(userId, taskId);
 }
 
-bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now)
-{
-    QSqlQuery update = prepare(
-        u"UPDATE tasks SET archived = 1, archived_at = ?, updated_at = ? WHERE id = ? AND user_id = ?"_s);
+bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now) {
+    QSqlQuery update =
+        prepare(u"UPDATE tasks SET archived = 1, archived_at = ?, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
     update.addBindValue(now);
     update.addBindValue(taskId);
@@ -454,8 +418,7 @@ bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now
     return update.numRowsAffected() > 0;
 }
 
-std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId)
-{
+std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId) {
     Transaction transaction(m_db);
     QSqlQuery files = prepare(u"SELECT a.stored_name FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE t.id = ? AND t.user_id = ?"_s);
@@ -475,8 +438,7 @@ std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskI
     return storedNames;
 }
 
-void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now)
-{
+void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
     QSqlQuery insert = prepare(u"INSERT INTO outbox (user_id, task_id, telegram_id, text, created_at)"
                                u" SELECT id, ?, telegram_id, ?, ? FROM users WHERE id = ?"_s);
     insert.addBindValue(taskId);
@@ -486,8 +448,7 @@ void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& te
     execute(insert);
 }
 
-bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now)
-{
+bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
     Transaction transaction(m_db);
     QSqlQuery update = prepare(u"UPDATE tasks SET sent_to_bot = 1, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
@@ -501,8 +462,7 @@ bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, 
     return true;
 }
 
-QList<Folder> SqliteStorage::folders(qint64 userId)
-{
+QList<Folder> SqliteStorage::folders(qint64 userId) {
     QSqlQuery query = prepare(u"SELECT id, name, color, created_at FROM folders WHERE user_id = ? ORDER BY id"_s);
     query.addBindValue(userId);
     execute(query);
@@ -512,8 +472,7 @@ QList<Folder> SqliteStorage::folders(qint64 userId)
     return list;
 }
 
-bool SqliteStorage::hasFolder(qint64 userId, qint64 folderId)
-{
+bool SqliteStorage::hasFolder(qint64 userId, qint64 folderId) {
     QSqlQuery query = prepare(u"SELECT 1 FROM folders WHERE id = ? AND user_id = ?"_s);
     query.addBindValue(folderId);
     query.addBindValue(userId);
@@ -521,8 +480,7 @@ bool SqliteStorage::hasFolder(qint64 userId, qint64 folderId)
     return query.next();
 }
 
-Folder SqliteStorage::insertFolder(qint64 userId, const QString& name, const QString& color, const QString& now)
-{
+Folder SqliteStorage::insertFolder(qint64 userId, const QString& name, const QString& color, const QString& now) {
     QSqlQuery insert = prepare(u"INSERT INTO folders (user_id, name, color, created_at) VALUES (?, ?, ?, ?)"_s);
     insert.addBindValue(userId);
     insert.addBindValue(name);
@@ -533,8 +491,7 @@ Folder SqliteStorage::insertFolder(qint64 userId, const QString& name, const QSt
 }
 
 std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId, const QString& name,
-                                                  const QString& color)
-{
+                                                  const QString& color) {
     QSqlQuery update = prepare(u"UPDATE folders SET name = ?, color = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(name);
     update.addBindValue(color);
@@ -550,8 +507,7 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
     return folderFrom(query);
 }
 
-bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId)
-{
+bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
     Transaction transaction(m_db);
     // Explicit rather than relying on ON DELETE SET NULL, so the tasks' updated_at moves too.
     QSqlQuery release = prepare(u"UPDATE tasks SET folder_id = NULL WHERE folder_id = ? AND user_id = ?"_s);
@@ -568,15 +524,14 @@ bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId)
     return true;
 }
 
-std::optional<QList<TaskAttachment>> SqliteStorage::attachments(qint64 taskId)
-{
+std::optional<QList<TaskAttachment>> SqliteStorage::attachments(qint64 taskId) {
     QSqlQuery exists = prepare(u"SELECT 1 FROM tasks WHERE id = ?"_s);
     exists.addBindValue(taskId);
     execute(exists);
     if (!exists.next())
         return std::nullopt;
-    QSqlQuery query = prepare(
-        u"SELECT id, filename, mimetype, size, created_at FROM attachments WHERE task_id = ? ORDER BY id"_s);
+    QSqlQuery query =
+        prepare(u"SELECT id, filename, mimetype, size, created_at FROM attachments WHERE task_id = ? ORDER BY id"_s);
     query.addBindValue(taskId);
     execute(query);
     QList<TaskAttachment> list;
@@ -585,8 +540,7 @@ std::optional<QList<TaskAttachment>> SqliteStorage::attachments(qint64 taskId)
     return list;
 }
 
-std::optional<StoredAttachment> SqliteStorage::attachment(qint64 userId, qint64 taskId, qint64 attachmentId)
-{
+std::optional<StoredAttachment> SqliteStorage::attachment(qint64 userId, qint64 taskId, qint64 attachmentId) {
     QSqlQuery query = prepare(u"SELECT a.id, a.filename, a.mimetype, a.size, a.created_at, a.stored_name"
                               u" FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE a.id = ? AND a.task_id = ? AND t.user_id = ?"_s);
@@ -600,8 +554,7 @@ std::optional<StoredAttachment> SqliteStorage::attachment(qint64 userId, qint64 
 }
 
 TaskAttachment SqliteStorage::insertAttachment(qint64 taskId, const QString& filename, const QString& mimetype,
-                                               qint64 size, const QString& storedName, const QString& now)
-{
+                                               qint64 size, const QString& storedName, const QString& now) {
     QSqlQuery insert = prepare(u"INSERT INTO attachments (task_id, filename, mimetype, size, stored_name, created_at)"
                                u" VALUES (?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(taskId);
@@ -614,8 +567,7 @@ TaskAttachment SqliteStorage::insertAttachment(qint64 taskId, const QString& fil
     return TaskAttachment{insert.lastInsertId().toLongLong(), filename, mimetype, size, now};
 }
 
-std::optional<QString> SqliteStorage::deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId)
-{
+std::optional<QString> SqliteStorage::deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) {
     const auto stored = attachment(userId, taskId, attachmentId);
     if (!stored)
         return std::nullopt;
@@ -626,8 +578,7 @@ std::optional<QString> SqliteStorage::deleteAttachment(qint64 userId, qint64 tas
 }
 
 QHash<QString, qint64> SqliteStorage::countsByDay(const QString& column, qint64 userId, const QString& fromDay,
-                                                  const QString& toDay)
-{
+                                                  const QString& toDay) {
     QSqlQuery query = prepare(u"SELECT SUBSTR(%1, 1, 10) AS day, COUNT(*) FROM tasks WHERE user_id = ?"
                               u" AND %1 IS NOT NULL AND SUBSTR(%1, 1, 10) BETWEEN ? AND ? GROUP BY day"_s.arg(column));
     query.addBindValue(userId);
@@ -640,18 +591,15 @@ QHash<QString, qint64> SqliteStorage::countsByDay(const QString& column, qint64 
     return counts;
 }
 
-QHash<QString, qint64> SqliteStorage::createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay)
-{
+QHash<QString, qint64> SqliteStorage::createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
     return countsByDay(u"created_at"_s, userId, fromDay, toDay);
 }
 
-QHash<QString, qint64> SqliteStorage::completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay)
-{
+QHash<QString, qint64> SqliteStorage::completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
     return countsByDay(u"completed_at"_s, userId, fromDay, toDay);
 }
 
-QHash<QString, qint64> SqliteStorage::createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay)
-{
+QHash<QString, qint64> SqliteStorage::createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay) {
     QSqlQuery query = prepare(u"SELECT priority, COUNT(*) FROM tasks WHERE user_id = ?"
                               u" AND SUBSTR(created_at, 1, 10) BETWEEN ? AND ? GROUP BY priority"_s);
     query.addBindValue(userId);
@@ -664,20 +612,17 @@ QHash<QString, qint64> SqliteStorage::createdPerPriority(qint64 userId, const QS
     return counts;
 }
 
-AdminStats SqliteStorage::adminStats()
-{
-    QSqlQuery query = prepare(
-        u"SELECT (SELECT COUNT(*) FROM users), (SELECT COUNT(*) FROM tasks),"
-        u" (SELECT COUNT(*) FROM tasks WHERE status = 'pending' AND archived = 0),"
-        u" (SELECT COUNT(*) FROM tasks WHERE status = 'done')"_s);
+AdminStats SqliteStorage::adminStats() {
+    QSqlQuery query = prepare(u"SELECT (SELECT COUNT(*) FROM users), (SELECT COUNT(*) FROM tasks),"
+                              u" (SELECT COUNT(*) FROM tasks WHERE status = 'pending' AND archived = 0),"
+                              u" (SELECT COUNT(*) FROM tasks WHERE status = 'done')"_s);
     execute(query);
     query.next();
     return AdminStats{query.value(0).toLongLong(), query.value(1).toLongLong(), query.value(2).toLongLong(),
                       query.value(3).toLongLong()};
 }
 
-QList<AdminUser> SqliteStorage::adminUsers()
-{
+QList<AdminUser> SqliteStorage::adminUsers() {
     QSqlQuery query = prepare(u"SELECT u.id, u.telegram_id, u.username, u.first_name, u.last_name, u.is_admin,"
                               u" (SELECT COUNT(*) FROM tasks t WHERE t.user_id = u.id) FROM users u ORDER BY u.id"_s);
     execute(query);
@@ -696,8 +641,7 @@ QList<AdminUser> SqliteStorage::adminUsers()
     return users;
 }
 
-QList<OutboxEntry> SqliteStorage::outbox()
-{
+QList<OutboxEntry> SqliteStorage::outbox() {
     QSqlQuery query = prepare(u"SELECT id, task_id, telegram_id, text, created_at FROM outbox ORDER BY id"_s);
     execute(query);
     QList<OutboxEntry> entries;

@@ -19,23 +19,19 @@ namespace {
 constexpr int maxTitleLength = 500;
 constexpr qint64 maxAttachmentBytes = 10 << 20;
 
-HttpReply success()
-{
+HttpReply success() {
     return HttpReply::json(R"({"success":true})");
 }
 
-HttpReply taskReply(const VexoTask& task, int status = 200)
-{
+HttpReply taskReply(const VexoTask& task, int status = 200) {
     return HttpReply::json(encodeJson(TaskResponse{task}), status);
 }
 
-ServerError taskNotFound()
-{
+ServerError taskNotFound() {
     return ServerError::notFound(u"Задача не найдена"_s);
 }
 
-bool queryFlag(const QUrlQuery& query, const QString& key)
-{
+bool queryFlag(const QUrlQuery& query, const QString& key) {
     if (!query.hasQueryItem(key))
         return false;
     const QString value = query.queryItemValue(key);
@@ -47,8 +43,7 @@ bool queryFlag(const QUrlQuery& query, const QString& key)
 }
 
 // Only the last path component of a client-given name, without control characters.
-QString cleanFileName(QString name)
-{
+QString cleanFileName(QString name) {
     name.replace(u'\\', u'/');
     name = name.section(u'/', -1).trimmed();
     name.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
@@ -59,8 +54,7 @@ QString cleanFileName(QString name)
 
 } // namespace
 
-void TaskApi::registerRoutes(Router& router)
-{
+void TaskApi::registerRoutes(Router& router) {
     const auto bind = [this](HttpReply (TaskApi::*method)(ApiRequest&)) {
         return [this, method](ApiRequest& request) { return (this->*method)(request); };
     };
@@ -78,8 +72,7 @@ void TaskApi::registerRoutes(Router& router)
     router.add("GET", u"/api/tasks/{id}/attachments/{id}/file"_s, Access::signedIn, bind(&TaskApi::attachmentFile));
 }
 
-QString TaskApi::messageFor(const VexoTask& task)
-{
+QString TaskApi::messageFor(const VexoTask& task) {
     static const QStringList priorityWords{u"🔴 Высокий"_s, u"🟡 Средний"_s, u"🟢 Низкий"_s};
     QString text = u"📌 "_s + task.title + u"\nПриоритет: "_s + priorityWords[int(task.priority)];
     if (task.deadline)
@@ -87,8 +80,7 @@ QString TaskApi::messageFor(const VexoTask& task)
     return text;
 }
 
-HttpReply TaskApi::list(ApiRequest& request)
-{
+HttpReply TaskApi::list(ApiRequest& request) {
     TaskFilter filter;
     filter.archived = queryFlag(request.query, u"archived"_s);
     if (request.query.hasQueryItem(u"status"_s)) {
@@ -105,8 +97,7 @@ HttpReply TaskApi::list(ApiRequest& request)
     return HttpReply::json(encodeJson(TasksResponse{m_context.storage.tasks(request.userId(), filter)}));
 }
 
-VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source)
-{
+VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source) {
     const JsonFields fields(body);
     NewTask task;
     task.title = fields.requiredTitle(u"title"_s, maxTitleLength);
@@ -122,13 +113,11 @@ VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, co
     return m_context.storage.insertTask(user.user.id, task, user.autoSendBot, m_context.nowText());
 }
 
-HttpReply TaskApi::create(ApiRequest& request)
-{
+HttpReply TaskApi::create(ApiRequest& request) {
     return taskReply(createFrom(request.signedIn(), request.jsonObject(), u"app"_s), 201);
 }
 
-HttpReply TaskApi::update(ApiRequest& request)
-{
+HttpReply TaskApi::update(ApiRequest& request) {
     const JsonFields fields(request.jsonObject());
     TaskChanges changes;
     if (fields.has(u"title"_s))
@@ -151,8 +140,7 @@ HttpReply TaskApi::update(ApiRequest& request)
     return taskReply(*task);
 }
 
-HttpReply TaskApi::remove(ApiRequest& request)
-{
+HttpReply TaskApi::remove(ApiRequest& request) {
     const auto files = m_context.storage.deleteTask(request.userId(), request.idParam(0));
     if (!files)
         throw taskNotFound();
@@ -161,15 +149,13 @@ HttpReply TaskApi::remove(ApiRequest& request)
     return success();
 }
 
-HttpReply TaskApi::archive(ApiRequest& request)
-{
+HttpReply TaskApi::archive(ApiRequest& request) {
     if (!m_context.storage.archiveTask(request.userId(), request.idParam(0), m_context.nowText()))
         throw taskNotFound();
     return success();
 }
 
-HttpReply TaskApi::sendToBot(ApiRequest& request)
-{
+HttpReply TaskApi::sendToBot(ApiRequest& request) {
     const auto task = m_context.storage.task(request.userId(), request.idParam(0));
     if (!task)
         throw taskNotFound();
@@ -177,16 +163,14 @@ HttpReply TaskApi::sendToBot(ApiRequest& request)
     return success();
 }
 
-HttpReply TaskApi::listAttachments(ApiRequest& request)
-{
+HttpReply TaskApi::listAttachments(ApiRequest& request) {
     const auto attachments = m_context.storage.attachments(request.idParam(0));
     if (!attachments)
         throw taskNotFound();
     return HttpReply::json(encodeJson(AttachmentsResponse{*attachments}));
 }
 
-HttpReply TaskApi::uploadAttachment(ApiRequest& request)
-{
+HttpReply TaskApi::uploadAttachment(ApiRequest& request) {
     const qint64 taskId = request.idParam(0);
     if (!m_context.storage.task(request.userId(), taskId))
         throw taskNotFound();
@@ -201,9 +185,8 @@ HttpReply TaskApi::uploadAttachment(ApiRequest& request)
     QSaveFile file(m_context.attachmentPath(storedName));
     if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() || !file.commit())
         throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
-    const TaskAttachment attachment = m_context.storage.insertAttachment(taskId, filename, mimetype,
-                                                                         request.body.size(), storedName,
-                                                                         m_context.nowText());
+    const TaskAttachment attachment = m_context.storage.insertAttachment(
+        taskId, filename, mimetype, request.body.size(), storedName, m_context.nowText());
     JsonWriter writer;
     writer.beginObject();
     writer.key("attachment");
@@ -212,8 +195,7 @@ HttpReply TaskApi::uploadAttachment(ApiRequest& request)
     return HttpReply::json(writer.take(), 201);
 }
 
-HttpReply TaskApi::deleteAttachment(ApiRequest& request)
-{
+HttpReply TaskApi::deleteAttachment(ApiRequest& request) {
     const auto storedName =
         m_context.storage.deleteAttachment(request.userId(), request.idParam(0), request.idParam(1));
     if (!storedName)
@@ -222,8 +204,7 @@ HttpReply TaskApi::deleteAttachment(ApiRequest& request)
     return success();
 }
 
-HttpReply TaskApi::attachmentFile(ApiRequest& request)
-{
+HttpReply TaskApi::attachmentFile(ApiRequest& request) {
     const auto stored = m_context.storage.attachment(request.userId(), request.idParam(0), request.idParam(1));
     if (!stored)
         throw ServerError::notFound(u"Вложение не найдено"_s);
@@ -233,7 +214,7 @@ HttpReply TaskApi::attachmentFile(ApiRequest& request)
     HttpReply reply;
     reply.contentType = stored->attachment.mimetype.toLatin1();
     reply.body = file.readAll();
-    reply.headers.append({"Content-Disposition",
-                          "inline; filename*=UTF-8''" + QUrl::toPercentEncoding(stored->attachment.filename)});
+    reply.headers.append(
+        {"Content-Disposition", "inline; filename*=UTF-8''" + QUrl::toPercentEncoding(stored->attachment.filename)});
     return reply;
 }

@@ -10,9 +10,7 @@ struct HttpReply;
 class TaskApi final {
 public:
     explicit TaskApi(ServerContext& context)
-        : m_context(context)
-    {
-    }
+        : m_context(context) {}
 
     void registerRoutes(Router& router);
 

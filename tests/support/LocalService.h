@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Clock.h"
+#include "SqliteStorage.h"
+#include "VexoServer.h"
+
+#include <QTemporaryDir>
+
+#include <memory>
+
+// vexo-server running inside the test process on 127.0.0.1 with an ephemeral port, a fresh
+// temporary database and a clock the test controls.
+class LocalService final {
+public:
+    explicit LocalService(QDateTime now = QDateTime::currentDateTimeUtc());
+
+    QString baseUrl() const;
+    FixedClock& clock() { return m_clock; }
+    Storage& storage() { return *m_storage; }
+    QString dataDir() const { return m_dir.path(); }
+
+    // Creates a user and returns a login key for them, as `vexo-server user add` does.
+    QString addUser(const QString& telegramId, bool admin = false, const QString& firstName = QString());
+    qint64 userId(const QString& telegramId);
+
+private:
+    QTemporaryDir m_dir;
+    FixedClock m_clock;
+    std::unique_ptr<SqliteStorage> m_storage;
+    std::unique_ptr<VexoServer> m_server;
+    quint16 m_port = 0;
+};
