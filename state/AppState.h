@@ -1,0 +1,209 @@
+#pragma once
+
+#include "APIService.h"
+#include "Clock.h"
+#include "DateFilter.h"
+#include "KeyValueStore.h"
+#include "SidebarItem.h"
+#include "TaskFiltering.h"
+
+#include <QCoroTask>
+#include <QObject>
+
+#include <exception>
+#include <optional>
+
+// The one application-wide state: the session, the loaded tasks and folders, the selection and the
+// filters, the sheets that are open, the toast, and the data of the statistics and key screens.
+// Every screen reads it and every change goes through it. Operations change state only after the
+// service has answered, report outcomes through the toast, and never throw (login excepted).
+class AppState final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isLoggedIn READ isLoggedIn NOTIFY isLoggedInChanged)
+    Q_PROPERTY(std::optional<QString> token READ token NOTIFY tokenChanged)
+    Q_PROPERTY(std::optional<User> currentUser READ currentUser NOTIFY currentUserChanged)
+    Q_PROPERTY(SidebarItem sidebarItem READ sidebarItem NOTIFY sidebarItemChanged)
+    Q_PROPERTY(QList<VexoTask> tasks READ tasks NOTIFY tasksChanged)
+    Q_PROPERTY(bool isLoadingTasks READ isLoadingTasks NOTIFY isLoadingTasksChanged)
+    Q_PROPERTY(DateFilter dateFilter READ dateFilter WRITE setDateFilter NOTIFY dateFilterChanged)
+    Q_PROPERTY(std::optional<TaskPriority> priorityFilter READ priorityFilter WRITE setPriorityFilter NOTIFY
+                   priorityFilterChanged)
+    Q_PROPERTY(std::optional<qint64> selectedFolderId READ selectedFolderId NOTIFY selectedFolderIdChanged)
+    Q_PROPERTY(std::optional<VexoTask> selectedTask READ selectedTask WRITE setSelectedTask NOTIFY selectedTaskChanged)
+    Q_PROPERTY(QList<Folder> folders READ folders NOTIFY foldersChanged)
+    Q_PROPERTY(UserSettings userSettings READ userSettings WRITE setUserSettings NOTIFY userSettingsChanged)
+    Q_PROPERTY(std::optional<QString> toastMessage READ toastMessage WRITE showToast NOTIFY toastMessageChanged)
+    Q_PROPERTY(bool showCreateTask READ showCreateTask WRITE setShowCreateTask NOTIFY showCreateTaskChanged)
+    Q_PROPERTY(bool showEditTask READ showEditTask WRITE setShowEditTask NOTIFY showEditTaskChanged)
+    Q_PROPERTY(std::optional<VexoTask> editingTask READ editingTask WRITE setEditingTask NOTIFY editingTaskChanged)
+    Q_PROPERTY(bool showSettings READ showSettings WRITE setShowSettings NOTIFY showSettingsChanged)
+    Q_PROPERTY(bool showApiKey READ showApiKey WRITE setShowApiKey NOTIFY showApiKeyChanged)
+    Q_PROPERTY(bool showAdmin READ showAdmin WRITE setShowAdmin NOTIFY showAdminChanged)
+    Q_PROPERTY(bool showNewFolder READ showNewFolder WRITE setShowNewFolder NOTIFY showNewFolderChanged)
+    Q_PROPERTY(bool showEditFolder READ showEditFolder WRITE setShowEditFolder NOTIFY showEditFolderChanged)
+    Q_PROPERTY(
+        std::optional<Folder> editingFolder READ editingFolder WRITE setEditingFolder NOTIFY editingFolderChanged)
+    Q_PROPERTY(std::optional<UserStats> statsData READ statsData NOTIFY statsDataChanged)
+    Q_PROPERTY(QString statsRange READ statsRange WRITE setStatsRange NOTIFY statsRangeChanged)
+    Q_PROPERTY(std::optional<QString> apiKeyValue READ apiKeyValue NOTIFY apiKeyValueChanged)
+
+public:
+    // Restores the saved session from `store` before returning.
+    AppState(const APIService& api, KeyValueStore& store, const Clock& clock, QObject* parent = nullptr);
+
+    const APIService& api() const { return m_api; }
+    const Clock& clock() const { return m_clock; }
+
+    bool isLoggedIn() const { return m_isLoggedIn; }
+    const std::optional<QString>& token() const { return m_token; }
+    const std::optional<User>& currentUser() const { return m_currentUser; }
+    const SidebarItem& sidebarItem() const { return m_sidebarItem; }
+    const QList<VexoTask>& tasks() const { return m_tasks; }
+    bool isLoadingTasks() const { return m_isLoadingTasks; }
+    DateFilter dateFilter() const { return m_dateFilter; }
+    std::optional<TaskPriority> priorityFilter() const { return m_priorityFilter; }
+    std::optional<qint64> selectedFolderId() const { return m_selectedFolderId; }
+    const std::optional<VexoTask>& selectedTask() const { return m_selectedTask; }
+    const QList<Folder>& folders() const { return m_folders; }
+    const UserSettings& userSettings() const { return m_userSettings; }
+    const std::optional<QString>& toastMessage() const { return m_toastMessage; }
+    bool showCreateTask() const { return m_showCreateTask; }
+    bool showEditTask() const { return m_showEditTask; }
+    const std::optional<VexoTask>& editingTask() const { return m_editingTask; }
+    bool showSettings() const { return m_showSettings; }
+    bool showApiKey() const { return m_showApiKey; }
+    bool showAdmin() const { return m_showAdmin; }
+    bool showNewFolder() const { return m_showNewFolder; }
+    bool showEditFolder() const { return m_showEditFolder; }
+    const std::optional<Folder>& editingFolder() const { return m_editingFolder; }
+    const std::optional<UserStats>& statsData() const { return m_statsData; }
+    const QString& statsRange() const { return m_statsRange; }
+    const std::optional<QString>& apiKeyValue() const { return m_apiKeyValue; }
+
+    void setDateFilter(DateFilter filter);
+    void setPriorityFilter(std::optional<TaskPriority> filter);
+    void setSelectedTask(std::optional<VexoTask> task);
+    void setUserSettings(UserSettings settings);
+    // An equal text is stored without notifying, so a repeated message does not restart the toast.
+    void showToast(std::optional<QString> text);
+    void setShowCreateTask(bool show);
+    void setShowEditTask(bool show);
+    void setEditingTask(std::optional<VexoTask> task);
+    void setShowSettings(bool show);
+    void setShowApiKey(bool show);
+    void setShowAdmin(bool show);
+    void setShowNewFolder(bool show);
+    void setShowEditFolder(bool show);
+    void setEditingFolder(std::optional<Folder> folder);
+    void setStatsRange(QString range);
+
+    // What the task list shows, and its counters; computed from the current tasks, filters and clock.
+    QList<VexoTask> filteredTasks() const;
+    QList<qsizetype> filteredIndexes() const;
+    TaskFiltering::Counts counts() const;
+    qsizetype totalCount() const { return counts().total; }
+    qsizetype pendingCount() const { return counts().pending; }
+    qsizetype doneCount() const { return counts().done; }
+    qsizetype overdueCount() const { return counts().overdue; }
+
+    // Session. login throws the service's error and leaves everything untouched when it fails.
+    QCoro::Task<void> login(QString key);
+    void logout();
+
+    void selectSidebarItem(SidebarItem item);
+    QCoro::Task<void> loadTasks();
+    QCoro::Task<void> createTask(QString title, TaskPriority priority, std::optional<QString> description,
+                                 std::optional<QString> deadline);
+    QCoro::Task<void> updateTask(qint64 id, TaskUpdate update);
+    QCoro::Task<void> toggleTask(VexoTask task);
+    QCoro::Task<void> archiveTask(qint64 id);
+    QCoro::Task<void> deleteTask(qint64 id);
+    QCoro::Task<void> sendToBot(qint64 id);
+
+    QCoro::Task<void> loadAll();
+    QCoro::Task<void> loadFolders();
+    QCoro::Task<void> loadSettings();
+    QCoro::Task<void> createFolder(QString name, QString color);
+    QCoro::Task<void> updateFolder(qint64 id, QString name, QString color);
+    QCoro::Task<void> deleteFolder(qint64 id);
+    QCoro::Task<void> saveSettings();
+    QCoro::Task<void> loadStats();
+    QCoro::Task<void> loadApiKey();
+    QCoro::Task<void> regenerateApiKey();
+
+    // The text shown for a failure: the service's description, or the transport's own.
+    static QString describe(std::exception_ptr error);
+
+Q_SIGNALS:
+    void isLoggedInChanged();
+    void tokenChanged();
+    void currentUserChanged();
+    void sidebarItemChanged();
+    void tasksChanged();
+    void isLoadingTasksChanged();
+    void dateFilterChanged();
+    void priorityFilterChanged();
+    void selectedFolderIdChanged();
+    void selectedTaskChanged();
+    void foldersChanged();
+    void userSettingsChanged();
+    void toastMessageChanged();
+    void showCreateTaskChanged();
+    void showEditTaskChanged();
+    void editingTaskChanged();
+    void showSettingsChanged();
+    void showApiKeyChanged();
+    void showAdminChanged();
+    void showNewFolderChanged();
+    void showEditFolderChanged();
+    void editingFolderChanged();
+    void statsDataChanged();
+    void statsRangeChanged();
+    void apiKeyValueChanged();
+
+private:
+    template <class T, class Signal> void assign(T& member, T value, Signal signal) {
+        if (member == value)
+            return;
+        member = std::move(value);
+        Q_EMIT(this->*signal)();
+    }
+
+    void restoreSession();
+    void saveSession(const QString& token, const User& user);
+    void setTasks(QList<VexoTask> tasks);
+    void replaceTask(const VexoTask& task);
+    void removeTasks(qint64 id);
+    void setLoadingTasks(bool loading);
+
+    const APIService& m_api;
+    KeyValueStore& m_store;
+    const Clock& m_clock;
+
+    bool m_isLoggedIn = false;
+    std::optional<QString> m_token;
+    std::optional<User> m_currentUser;
+    SidebarItem m_sidebarItem = SidebarItem::allTasks();
+    QList<VexoTask> m_tasks;
+    QList<qint64> m_deadlines; // parsed deadlines of m_tasks, kept in step with it
+    bool m_isLoadingTasks = false;
+    DateFilter m_dateFilter = DateFilter::all;
+    std::optional<TaskPriority> m_priorityFilter;
+    std::optional<qint64> m_selectedFolderId;
+    std::optional<VexoTask> m_selectedTask;
+    QList<Folder> m_folders;
+    UserSettings m_userSettings;
+    std::optional<QString> m_toastMessage;
+    bool m_showCreateTask = false;
+    bool m_showEditTask = false;
+    std::optional<VexoTask> m_editingTask;
+    bool m_showSettings = false;
+    bool m_showApiKey = false;
+    bool m_showAdmin = false;
+    bool m_showNewFolder = false;
+    bool m_showEditFolder = false;
+    std::optional<Folder> m_editingFolder;
+    std::optional<UserStats> m_statsData;
+    QString m_statsRange = QStringLiteral("week");
+    std::optional<QString> m_apiKeyValue;
+};

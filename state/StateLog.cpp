@@ -1,0 +1,3 @@
+#include "StateLog.h"
+
+Q_LOGGING_CATEGORY(lcState, "vexo.state", QtWarningMsg)
