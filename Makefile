@@ -31,3 +31,6 @@ bench: build
 
 clean:
 	rm -rf build
+
+run: build
+	scripts/run $(RELEASE_DIR)

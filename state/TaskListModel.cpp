@@ -29,6 +29,8 @@ QVariant TaskListModel::data(const QModelIndex& index, int role) const {
         return QVariant::fromValue(task);
     case IdRole:
         return task.id;
+    case Qt::AccessibleTextRole:
+        return m_describe ? m_describe(task) : task.title;
     default:
         return {};
     }

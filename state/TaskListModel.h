@@ -5,6 +5,8 @@
 #include <QAbstractListModel>
 #include <QTimer>
 
+#include <functional>
+
 class AppState;
 
 // The task list as the view sees it: AppState's filtered tasks, kept in step with row-level
@@ -25,6 +27,9 @@ public:
     const VexoTask& taskAt(int row) const { return m_rows[row]; }
     int rowOf(qint64 taskId) const;
 
+    // The text assistive technology reads for a row (the view knows the words).
+    void setAccessibleText(std::function<QString(const VexoTask&)> describe) { m_describe = std::move(describe); }
+
     // Brings the rows in line with the state; also run on a timer, since "today" moves on its own.
     void refresh();
 
@@ -32,4 +37,5 @@ private:
     AppState& m_state;
     QList<VexoTask> m_rows;
     QTimer m_clockTick;
+    std::function<QString(const VexoTask&)> m_describe;
 };

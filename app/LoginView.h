@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QWidget>
+
+#include <functional>
+
+class QLabel;
+class QLineEdit;
+class Theme;
+class VexoButton;
+
+// The sign-in screen: the key from the Telegram bot goes in, the state's login is awaited, and a
+// refusal shows the service's own words under the field.
+class LoginView final : public QWidget {
+    Q_OBJECT
+
+public:
+    using LoginAction = std::function<QCoro::Task<void>(QString)>;
+
+    LoginView(Theme& theme, LoginAction onLogin, QWidget* parent = nullptr);
+
+    QLineEdit* keyField() const { return m_key; }
+    VexoButton* loginButton() const { return m_button; }
+    QString errorText() const;
+    bool isLoading() const { return m_loading; }
+
+    void submit();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    QCoro::Task<void> run(QString key);
+    void setLoading(bool loading);
+    void restyle();
+
+    Theme& m_theme;
+    LoginAction m_onLogin;
+    QLineEdit* m_key;
+    QLabel* m_error;
+    VexoButton* m_button;
+    QList<QLabel*> m_labels;
+    QLabel* m_logoMark;
+    QLabel* m_logoCaption;
+    QLabel* m_heading;
+    QLabel* m_subtitle;
+    QLabel* m_fieldLabel;
+    QLabel* m_helpTitle;
+    QList<QLabel*> m_badges;
+    QList<QLabel*> m_steps;
+    QLabel* m_link;
+    bool m_loading = false;
+};

@@ -1,0 +1,125 @@
+#include "MainView.h"
+
+#include "AppState.h"
+#include "SidebarView.h"
+#include "TaskListView.h"
+#include "Theme.h"
+#include "ToastOverlay.h"
+
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent)
+    : QWidget(parent)
+    , m_state(state)
+    , m_theme(theme) {
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* split = new QSplitter(Qt::Horizontal, this);
+    split->setChildrenCollapsible(false);
+    split->setHandleWidth(1);
+    m_sidebar = new SidebarView(state, theme, network, split);
+    m_detail = new QStackedWidget(split);
+    m_detail->setMinimumWidth(360);
+    m_taskList = new TaskListView(state, theme, m_detail);
+    m_detail->addWidget(m_taskList);
+    split->addWidget(m_sidebar);
+    split->addWidget(m_detail);
+    split->setStretchFactor(0, 0);
+    split->setStretchFactor(1, 1);
+    split->setSizes({265, 835});
+    layout->addWidget(split);
+
+    m_toast = new ToastOverlay(state, theme, this);
+
+    bindSheet(
+        Sheet::createTask, &AppState::showCreateTaskChanged, [this] { return m_state.showCreateTask(); },
+        [this](bool open) { m_state.setShowCreateTask(open); });
+    bindSheet(
+        Sheet::editTask, &AppState::showEditTaskChanged, [this] { return m_state.showEditTask(); },
+        [this](bool open) { m_state.setShowEditTask(open); });
+    bindSheet(
+        Sheet::settings, &AppState::showSettingsChanged, [this] { return m_state.showSettings(); },
+        [this](bool open) { m_state.setShowSettings(open); });
+    bindSheet(
+        Sheet::apiKey, &AppState::showApiKeyChanged, [this] { return m_state.showApiKey(); },
+        [this](bool open) { m_state.setShowApiKey(open); });
+    bindSheet(
+        Sheet::newFolder, &AppState::showNewFolderChanged, [this] { return m_state.showNewFolder(); },
+        [this](bool open) { m_state.setShowNewFolder(open); });
+    bindSheet(
+        Sheet::editFolder, &AppState::showEditFolderChanged, [this] { return m_state.showEditFolder(); },
+        [this](bool open) { m_state.setShowEditFolder(open); });
+    connect(&m_state, &AppState::sidebarItemChanged, this, &MainView::showDetail);
+    showDetail();
+}
+
+void MainView::setSheetFactory(Sheet sheet, SheetFactory factory) {
+    for (SheetBinding& binding : m_sheets) {
+        if (binding.sheet == sheet)
+            binding.factory = std::move(factory);
+    }
+}
+
+QDialog* MainView::openSheet(Sheet sheet) const {
+    for (const SheetBinding& binding : m_sheets) {
+        if (binding.sheet == sheet)
+            return binding.dialog;
+    }
+    return nullptr;
+}
+
+void MainView::bindSheet(Sheet sheet, void (AppState::*signal)(), std::function<bool()> isOpen,
+                         std::function<void(bool)> setOpen) {
+    m_sheets.append(SheetBinding{sheet, std::move(isOpen), std::move(setOpen), {}, nullptr});
+    const qsizetype index = m_sheets.size() - 1;
+    connect(&m_state, signal, this, [this, index] { syncSheet(m_sheets[index]); });
+}
+
+void MainView::syncSheet(SheetBinding& binding) {
+    const bool wanted = binding.isOpen();
+    if (wanted && !binding.dialog) {
+        if (!binding.factory) {
+            // Nothing to show for this sheet: the flag must not stay up with no window behind it.
+            binding.setOpen(false);
+            return;
+        }
+        auto* dialog = new QDialog(window());
+        dialog->setWindowModality(Qt::WindowModal);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        auto* layout = new QVBoxLayout(dialog);
+        layout->setContentsMargins(0, 0, 0, 0);
+        QWidget* content = binding.factory(dialog);
+        if (!content) {
+            delete dialog;
+            binding.setOpen(false);
+            return;
+        }
+        layout->addWidget(content);
+        binding.dialog = dialog;
+        const Sheet sheet = binding.sheet;
+        // Esc, the close button and the window manager all end here.
+        connect(dialog, &QDialog::finished, this, [this, sheet] {
+            for (SheetBinding& each : m_sheets) {
+                if (each.sheet == sheet) {
+                    each.dialog = nullptr;
+                    each.setOpen(false);
+                }
+            }
+        });
+        dialog->open();
+    } else if (!wanted && binding.dialog) {
+        QDialog* dialog = binding.dialog;
+        binding.dialog = nullptr;
+        dialog->close();
+    }
+}
+
+void MainView::showDetail() {
+    // The statistics and administration screens take this place once they exist; until then the
+    // list stays, titled as the selection says.
+    m_detail->setCurrentWidget(m_taskList);
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+class AppState;
+class QDialog;
+class QNetworkAccessManager;
+class QStackedWidget;
+class SidebarView;
+class TaskListView;
+class Theme;
+class ToastOverlay;
+
+// The signed-in window: the sidebar beside the detail area, the sheets bound to the state's flags,
+// and the toast over everything.
+class MainView final : public QWidget {
+    Q_OBJECT
+
+public:
+    // Builds a sheet's content inside the dialog it is shown in; null when there is none to show.
+    using SheetFactory = std::function<QWidget*(QDialog*)>;
+    enum class Sheet { createTask, editTask, settings, apiKey, newFolder, editFolder };
+
+    MainView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent = nullptr);
+
+    void setSheetFactory(Sheet sheet, SheetFactory factory);
+    SidebarView* sidebar() const { return m_sidebar; }
+    TaskListView* taskList() const { return m_taskList; }
+    ToastOverlay* toast() const { return m_toast; }
+    // The dialog of a sheet while it is open.
+    QDialog* openSheet(Sheet sheet) const;
+
+private:
+    struct SheetBinding {
+        Sheet sheet;
+        std::function<bool()> isOpen;
+        std::function<void(bool)> setOpen;
+        SheetFactory factory;
+        QDialog* dialog = nullptr;
+    };
+    void bindSheet(Sheet sheet, void (AppState::*signal)(), std::function<bool()> isOpen,
+                   std::function<void(bool)> setOpen);
+    void syncSheet(SheetBinding& binding);
+    void showDetail();
+
+    AppState& m_state;
+    Theme& m_theme;
+    SidebarView* m_sidebar;
+    QStackedWidget* m_detail;
+    TaskListView* m_taskList;
+    ToastOverlay* m_toast;
+    QList<SheetBinding> m_sheets;
+};

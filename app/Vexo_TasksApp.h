@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+class AppState;
+class APIService;
+class ContentView;
+class QNetworkAccessManager;
+class SettingsStore;
+class SystemClock;
+class Theme;
+
+// The application entry: the one network manager, store, service client, state and theme, wired
+// together, and the main window over them.
+class Vexo_TasksApp final {
+public:
+    explicit Vexo_TasksApp(const QString& base);
+    ~Vexo_TasksApp();
+
+    ContentView& window() { return *m_window; }
+    AppState& state() { return *m_state; }
+    Theme& theme() { return *m_theme; }
+
+private:
+    std::unique_ptr<QNetworkAccessManager> m_network;
+    std::unique_ptr<SettingsStore> m_store;
+    std::unique_ptr<SystemClock> m_clock;
+    std::unique_ptr<APIService> m_api;
+    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<Theme> m_theme;
+    std::unique_ptr<ContentView> m_window;
+};

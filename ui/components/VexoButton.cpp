@@ -1,0 +1,81 @@
+#include "VexoButton.h"
+
+#include "Fonts.h"
+#include "Icons.h"
+#include "Theme.h"
+
+#include <QPainter>
+#include <QPainterPath>
+
+VexoButton::VexoButton(Theme& theme, Kind kind, const QString& text, QWidget* parent)
+    : QPushButton(text, parent)
+    , m_theme(theme)
+    , m_kind(kind) {
+    setCursor(Qt::PointingHandCursor);
+    setFont(uiFont(13, QFont::DemiBold));
+    connect(&m_theme, &Theme::changed, this, qOverload<>(&QWidget::update));
+}
+
+void VexoButton::setIconName(const QString& name) {
+    m_iconName = name;
+    updateGeometry();
+    update();
+}
+
+QSize VexoButton::sizeHint() const {
+    const int textWidth = fontMetrics().horizontalAdvance(text());
+    const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
+    return {textWidth + iconWidth + 28, 34};
+}
+
+void VexoButton::paintEvent(QPaintEvent*) {
+    const Palette& p = m_theme.palette();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (isDown())
+        painter.setOpacity(0.6);
+    else if (!isEnabled())
+        painter.setOpacity(0.45);
+
+    QColor fill = Qt::transparent;
+    QColor foreground = p.textSecondary;
+    QColor outline = Qt::transparent;
+    switch (m_kind) {
+    case Kind::primary:
+        fill = p.accent;
+        foreground = p.onAccent;
+        break;
+    case Kind::ghost:
+        outline = underMouse() ? p.textTertiary : p.border;
+        foreground = underMouse() ? p.textPrimary : p.textSecondary;
+        break;
+    case Kind::destructive:
+        fill = p.red;
+        fill.setAlphaF(0.15);
+        foreground = p.red;
+        break;
+    }
+    QPainterPath shape;
+    shape.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    painter.fillPath(shape, fill);
+    if (outline.alpha() > 0) {
+        painter.setPen(QPen(outline, 1));
+        painter.drawPath(shape);
+    }
+    if (hasFocus() && focusPolicy() != Qt::NoFocus) {
+        painter.setPen(QPen(p.accent, 1.5));
+        painter.drawPath(shape);
+    }
+
+    painter.setFont(font());
+    const int textWidth = fontMetrics().horizontalAdvance(text());
+    const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
+    qreal x = (width() - textWidth - iconWidth) / 2.0;
+    if (!m_iconName.isEmpty()) {
+        painter.drawPixmap(QPointF(x, (height() - 14) / 2.0),
+                           Icons::pixmap(m_iconName, 14, foreground, devicePixelRatioF()));
+        x += iconWidth;
+    }
+    painter.setPen(foreground);
+    painter.drawText(QRectF(x, 0, textWidth + 1, height()), Qt::AlignVCenter | Qt::AlignLeft, text());
+}

@@ -1,0 +1,309 @@
+#include "TaskListView.h"
+
+#include "AppState.h"
+#include "BusyIndicator.h"
+#include "Fonts.h"
+#include "Icons.h"
+#include "ServerDate.h"
+#include "StatCard.h"
+#include "TaskListModel.h"
+#include "TaskRowDelegate.h"
+#include "Theme.h"
+#include "VexoButton.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListView>
+#include <QMenu>
+#include <QPushButton>
+#include <QShortcut>
+#include <QStackedWidget>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString dateFilterLabel(DateFilter filter) {
+    switch (filter) {
+    case DateFilter::all:
+        return u"Все сроки"_s;
+    case DateFilter::today:
+        return u"Сегодня"_s;
+    case DateFilter::tomorrow:
+        return u"Завтра"_s;
+    case DateFilter::week:
+        return u"На неделю"_s;
+    }
+    return {};
+}
+
+QString statusWord(TaskStatus status) {
+    switch (status) {
+    case TaskStatus::pending:
+        return u"активна"_s;
+    case TaskStatus::done:
+        return u"выполнена"_s;
+    case TaskStatus::cancelled:
+        return u"отменена"_s;
+    }
+    return {};
+}
+
+} // namespace
+
+TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
+    : QWidget(parent)
+    , m_state(state)
+    , m_theme(theme)
+    , m_model(new TaskListModel(state, this))
+    , m_delegate(new TaskRowDelegate(
+          theme, state.clock(),
+          [&state](qint64 id) -> std::optional<Folder> {
+              for (const Folder& folder : state.folders()) {
+                  if (folder.id == id)
+                      return folder;
+              }
+              return std::nullopt;
+          },
+          this)) {
+    m_model->setAccessibleText([](const VexoTask& task) {
+        return u"%1, %2, приоритет: %3, срок: %4"_s.arg(task.title, statusWord(task.status),
+                                                        priorityWord(task.priority), formatDeadline(task.deadline));
+    });
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(12);
+
+    auto* header = new QHBoxLayout;
+    header->setContentsMargins(20, 20, 20, 0);
+    m_title = new QLabel(this);
+    m_title->setFont(uiFont(20, QFont::Bold));
+    header->addWidget(m_title);
+    header->addStretch();
+    m_newTask = new VexoButton(theme, VexoButton::Kind::primary, u"Новая задача"_s, this);
+    m_newTask->setIconName(u"plus"_s);
+    m_newTask->setShortcut(QKeySequence(Qt::Key_N));
+    m_newTask->setToolTip(u"Новая задача (N)"_s);
+    connect(m_newTask, &QPushButton::clicked, this, [this] { m_state.setShowCreateTask(true); });
+    header->addWidget(m_newTask);
+    layout->addLayout(header);
+
+    auto* filters = new QHBoxLayout;
+    filters->setContentsMargins(20, 0, 20, 0);
+    filters->setSpacing(6);
+    for (DateFilter filter : allDateFilters) {
+        auto* chip = new QPushButton(dateFilterLabel(filter), this);
+        chip->setCursor(Qt::PointingHandCursor);
+        chip->setCheckable(true);
+        chip->setProperty("dateFilter", int(filter));
+        connect(chip, &QPushButton::clicked, this, [this, filter] {
+            m_state.setDateFilter(filter);
+            refresh();
+        });
+        m_chips << chip;
+        filters->addWidget(chip);
+    }
+    filters->addSpacing(10);
+    m_priorityButton = new QToolButton(this);
+    m_priorityButton->setPopupMode(QToolButton::InstantPopup);
+    m_priorityButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_priorityButton->setLayoutDirection(Qt::RightToLeft); // the chevron after the text
+    m_priorityButton->setCursor(Qt::PointingHandCursor);
+    auto* priorityMenu = new QMenu(m_priorityButton);
+    priorityMenu->addAction(u"Любой"_s, this, [this] { m_state.setPriorityFilter(std::nullopt); });
+    priorityMenu->addSeparator();
+    for (TaskPriority priority : allTaskPriorities) {
+        QAction* action = priorityMenu->addAction(priorityWord(priority), this,
+                                                  [this, priority] { m_state.setPriorityFilter(priority); });
+        action->setProperty("priority", int(priority));
+    }
+    m_priorityButton->setMenu(priorityMenu);
+    filters->addWidget(m_priorityButton);
+    filters->addStretch();
+    layout->addLayout(filters);
+
+    auto* cards = new QHBoxLayout;
+    cards->setContentsMargins(20, 0, 20, 0);
+    cards->setSpacing(10);
+    m_cards << new StatCard(theme, u"square.stack.3d.up"_s, u"Всего"_s, StatCard::ValueRole::primary, this)
+            << new StatCard(theme, u"flame"_s, u"Активных"_s, StatCard::ValueRole::primary, this)
+            << new StatCard(theme, u"checkmark.circle"_s, u"Выполнено"_s, StatCard::ValueRole::green, this)
+            << new StatCard(theme, u"exclamationmark.triangle"_s, u"Просрочено"_s, StatCard::ValueRole::red, this);
+    for (StatCard* card : m_cards)
+        cards->addWidget(card);
+    layout->addLayout(cards);
+
+    m_divider = new QWidget(this);
+    m_divider->setFixedHeight(1);
+    layout->addWidget(m_divider);
+    layout->setSpacing(12);
+
+    m_content = new QStackedWidget(this);
+    auto* loading = new QWidget(m_content);
+    auto* loadingLayout = new QVBoxLayout(loading);
+    loadingLayout->setContentsMargins(0, 60, 0, 0);
+    m_busy = new BusyIndicator(theme, 36, loading);
+    loadingLayout->addWidget(m_busy, 0, Qt::AlignHCenter | Qt::AlignTop);
+    loadingLayout->addStretch();
+    m_content->addWidget(loading);
+
+    m_list = new QListView(m_content);
+    m_list->setModel(m_model);
+    m_list->setItemDelegate(m_delegate);
+    m_list->setMouseTracking(true);
+    m_list->setSelectionMode(QAbstractItemView::NoSelection);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_list->setResizeMode(QListView::Adjust);
+    m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    m_list->setLayoutMode(QListView::Batched);
+    m_list->setBatchSize(200);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_list->setAccessibleName(u"Список задач"_s);
+    connect(m_list, &QListView::customContextMenuRequested, this, [this](const QPoint& point) {
+        const QModelIndex index = m_list->indexAt(point);
+        if (!index.isValid())
+            return;
+        QMenu* menu = contextMenuFor(m_model->taskAt(index.row()), this);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        menu->popup(m_list->viewport()->mapToGlobal(point));
+    });
+    connect(m_list, &QListView::activated, this,
+            [this](const QModelIndex& index) { m_state.setSelectedTask(m_model->taskAt(index.row())); });
+    connect(m_delegate, &TaskRowDelegate::toggleRequested, this,
+            [this](const VexoTask& task) { (void)m_state.toggleTask(task); });
+    connect(m_delegate, &TaskRowDelegate::selectRequested, this,
+            [this](const VexoTask& task) { m_state.setSelectedTask(task); });
+    m_content->addWidget(m_list);
+
+    m_empty = new QWidget(m_content);
+    auto* emptyLayout = new QVBoxLayout(m_empty);
+    emptyLayout->setContentsMargins(0, 60, 0, 0);
+    emptyLayout->setSpacing(8);
+    m_emptyIcon = new QLabel(m_empty);
+    m_emptyTitle = new QLabel(m_empty);
+    m_emptyTitle->setFont(uiFont(16, QFont::DemiBold));
+    m_emptyHint = new QLabel(u"Нажми «Новая задача» чтобы начать"_s, m_empty);
+    m_emptyHint->setFont(uiFont(13));
+    for (QLabel* label : {m_emptyIcon, m_emptyTitle, m_emptyHint})
+        emptyLayout->addWidget(label, 0, Qt::AlignHCenter);
+    emptyLayout->addStretch();
+    m_content->addWidget(m_empty);
+    layout->addWidget(m_content, 1);
+
+    for (auto signal : {&AppState::tasksChanged, &AppState::isLoadingTasksChanged, &AppState::sidebarItemChanged,
+                        &AppState::dateFilterChanged, &AppState::priorityFilterChanged, &AppState::foldersChanged})
+        connect(&m_state, signal, this, &TaskListView::refresh);
+    connect(&m_state, &AppState::foldersChanged, m_list->viewport(), qOverload<>(&QWidget::update));
+    connect(&m_theme, &Theme::changed, this, &TaskListView::restyle);
+    restyle();
+    refresh();
+}
+
+QString TaskListView::title() const {
+    const SidebarItem& item = m_state.sidebarItem();
+    switch (item.kind()) {
+    case SidebarItem::Kind::folder:
+        for (const Folder& folder : m_state.folders()) {
+            if (folder.id == *item.folderId())
+                return folder.name;
+        }
+        return u"Папка"_s;
+    case SidebarItem::Kind::allTasks:
+        return u"Все задачи"_s;
+    case SidebarItem::Kind::pending:
+        return u"Активные задачи"_s;
+    case SidebarItem::Kind::done:
+        return u"Выполненные"_s;
+    case SidebarItem::Kind::archived:
+        return u"Архив"_s;
+    default:
+        return u"Задачи"_s;
+    }
+}
+
+QString TaskListView::contentState() const {
+    if (m_content->currentWidget() == m_list)
+        return u"list"_s;
+    return m_content->currentWidget() == m_empty ? u"empty"_s : u"loading"_s;
+}
+
+QMenu* TaskListView::contextMenuFor(const VexoTask& task, QWidget* parent) {
+    const Palette& p = m_theme.palette();
+    auto* menu = new QMenu(parent);
+    menu->addAction(Icons::icon(u"arrow.forward.square"_s, p.textSecondary), u"Открыть"_s, this,
+                    [this, task] { m_state.setSelectedTask(task); });
+    const bool done = task.status == TaskStatus::done;
+    menu->addAction(Icons::icon(done ? u"arrow.uturn.left"_s : u"checkmark"_s, p.textSecondary),
+                    done ? u"Вернуть в активные"_s : u"Отметить выполненной"_s, this,
+                    [this, task] { (void)m_state.toggleTask(task); });
+    menu->addAction(Icons::icon(u"pencil"_s, p.textSecondary), u"Редактировать"_s, this, [this, task] {
+        m_state.setEditingTask(task);
+        m_state.setShowEditTask(true);
+    });
+    menu->addAction(Icons::icon(u"paperplane"_s, p.textSecondary), u"Отправить в Telegram"_s, this,
+                    [this, id = task.id] { (void)m_state.sendToBot(id); });
+    menu->addSeparator();
+    menu->addAction(Icons::icon(u"archivebox"_s, p.textSecondary), u"Архивировать"_s, this,
+                    [this, id = task.id] { (void)m_state.archiveTask(id); });
+    QAction* remove = menu->addAction(Icons::icon(u"trash"_s, p.red), u"Удалить"_s, this,
+                                      [this, id = task.id] { (void)m_state.deleteTask(id); });
+    remove->setProperty("destructive", true);
+    return menu;
+}
+
+void TaskListView::refresh() {
+    m_title->setText(title());
+    for (QPushButton* chip : m_chips)
+        chip->setChecked(DateFilter(chip->property("dateFilter").toInt()) == m_state.dateFilter());
+    const auto priority = m_state.priorityFilter();
+    m_priorityButton->setText(u"Приоритет: "_s + (priority ? priorityWord(*priority) : u"Любой"_s));
+
+    const TaskFiltering::Counts counts = m_state.counts();
+    const qsizetype values[] = {counts.total, counts.pending, counts.done, counts.overdue};
+    for (int i = 0; i < 4; ++i)
+        m_cards[i]->setValue(QString::number(values[i]));
+
+    const bool archive = m_state.sidebarItem().showsArchive();
+    m_emptyTitle->setText(archive ? u"Архив пуст"_s : u"Задач пока нет"_s);
+    m_emptyHint->setVisible(!archive);
+    if (m_state.isLoadingTasks())
+        m_content->setCurrentIndex(0);
+    else
+        m_content->setCurrentWidget(m_model->rowCount() > 0 ? static_cast<QWidget*>(m_list) : m_empty);
+}
+
+void TaskListView::restyle() {
+    const Palette& p = m_theme.palette();
+    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
+    m_divider->setStyleSheet(u"background: %1;"_s.arg(p.border.name(QColor::HexArgb)));
+    m_emptyIcon->setPixmap(Icons::pixmap(u"checklist"_s, 40, p.textTertiary, devicePixelRatioF()));
+    m_emptyTitle->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
+    m_emptyHint->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
+    for (QPushButton* chip : m_chips) {
+        chip->setFont(uiFont(12));
+        // Wide enough for the semibold face of the selected chip, so selecting never clips.
+        chip->setMinimumWidth(QFontMetrics(uiFont(12, QFont::DemiBold)).horizontalAdvance(chip->text()) + 24);
+        chip->setStyleSheet(u"QPushButton { color: %1; background: %2; border: none; border-radius: 7px;"
+                            u" padding: 5px 10px; font-weight: 400; }"
+                            u"QPushButton:checked { color: %3; background: %4; font-weight: 600; }"
+                            u"QPushButton:pressed { background: %5; }"_s.arg(p.textSecondary.name(), p.raised.name(),
+                                                                             p.onAccent.name(), p.accent.name(),
+                                                                             p.raisedHover.name()));
+    }
+    m_priorityButton->setFont(uiFont(12, QFont::Medium));
+    m_priorityButton->setIcon(Icons::icon(u"chevron.down"_s, p.textTertiary));
+    m_priorityButton->setIconSize(QSize(10, 10));
+    m_priorityButton->setStyleSheet(
+        u"QToolButton { color: %1; background: transparent; border: none; padding: 5px 4px; }"
+        u"QToolButton::menu-indicator { image: none; width: 0; }"_s.arg(p.textSecondary.name()));
+    const auto actions = m_priorityButton->menu()->actions();
+    for (QAction* action : actions) {
+        if (action->property("priority").isValid())
+            action->setIcon(
+                Icons::icon(u"circle.fill"_s, p.priorityColor(TaskPriority(action->property("priority").toInt()))));
+    }
+    m_list->viewport()->update();
+}

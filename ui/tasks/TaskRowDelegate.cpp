@@ -1,0 +1,197 @@
+#include "TaskRowDelegate.h"
+
+#include "Clock.h"
+#include "ColorHex.h"
+#include "Fonts.h"
+#include "HtmlText.h"
+#include "Icons.h"
+#include "ServerDate.h"
+#include "TaskListModel.h"
+#include "Theme.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace {
+
+constexpr int padX = 16;
+constexpr int padY = 10;
+constexpr int titleHeight = 18;
+constexpr int previewHeight = 16;
+constexpr int markerHeight = 15;
+constexpr int lineGap = 4;
+constexpr int checkSize = 18;
+constexpr int textLeft = padX + checkSize + 12;
+
+// Rows read the model's own record: no copy through QVariant on every paint.
+const VexoTask& taskOf(const QModelIndex& index) {
+    return static_cast<const TaskListModel*>(index.model())->taskAt(index.row());
+}
+
+QRect rowRectOf(const QRect& itemRect) {
+    return itemRect.adjusted(TaskRowDelegate::sideInset, 0, -TaskRowDelegate::sideInset, -TaskRowDelegate::gap);
+}
+
+} // namespace
+
+TaskRowDelegate::TaskRowDelegate(Theme& theme, const Clock& clock,
+                                 std::function<std::optional<Folder>(qint64)> folderLookup, QObject* parent)
+    : QStyledItemDelegate(parent)
+    , m_theme(theme)
+    , m_clock(clock)
+    , m_folderLookup(std::move(folderLookup)) {}
+
+QString TaskRowDelegate::previewOf(const VexoTask& task) const {
+    if (!task.description || task.description->isEmpty())
+        return QString();
+    auto found = m_previews.find(task.id);
+    if (found == m_previews.end() || found->description != *task.description) {
+        if (m_previews.size() > 250'000)
+            m_previews.clear();
+        found = m_previews.insert(task.id, Preview{*task.description, stripHTML(*task.description)});
+    }
+    return found->text;
+}
+
+QRect TaskRowDelegate::checkBoxRect(const QRect& rowRect) {
+    return QRect(rowRect.left() + padX, rowRect.top() + padY + 2, checkSize, checkSize);
+}
+
+QSize TaskRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const bool hasPreview = !previewOf(taskOf(index)).isEmpty();
+    const int height =
+        padY + titleHeight + lineGap + (hasPreview ? previewHeight + lineGap : 0) + markerHeight + padY + gap;
+    // The list gives every row its full width; asking for none keeps a horizontal scroll bar away.
+    Q_UNUSED(option);
+    return {1, height};
+}
+
+void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const Palette& p = m_theme.palette();
+    const VexoTask& task = taskOf(index);
+    const QRect row = rowRectOf(option.rect);
+    const qreal dpr = painter->device()->devicePixelRatioF();
+    const bool hovered = option.state & QStyle::State_MouseOver;
+    const bool done = task.status == TaskStatus::done;
+
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    QPainterPath frame;
+    frame.addRoundedRect(QRectF(row).adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
+    painter->fillPath(frame, hovered ? p.raisedHover : p.raised);
+    painter->setPen(QPen((option.state & QStyle::State_HasFocus) ? p.accent : p.border, 1));
+    painter->drawPath(frame);
+
+    // Check box
+    const QRectF box = QRectF(checkBoxRect(row)).adjusted(0.75, 0.75, -0.75, -0.75);
+    QPainterPath boxShape;
+    boxShape.addRoundedRect(box, 5, 5);
+    if (done) {
+        QColor fill = p.green;
+        fill.setAlphaF(0.15);
+        painter->fillPath(boxShape, fill);
+        painter->setPen(QPen(p.green, 1.5));
+        painter->drawPath(boxShape);
+        painter->drawPixmap(QPointF(box.center().x() - 6, box.center().y() - 6),
+                            Icons::pixmap(QStringLiteral("checkmark"), 12, p.green, dpr));
+    } else {
+        painter->setPen(QPen(p.dark ? QColor(255, 255, 255, 60) : QColor(0, 0, 0, 70), 1.5));
+        painter->drawPath(boxShape);
+    }
+
+    // Title
+    const int textWidth = row.width() - textLeft - padX;
+    int y = row.top() + padY;
+    QFont titleFont = uiFont(14, QFont::Medium);
+    titleFont.setStrikeOut(done);
+    painter->setFont(titleFont);
+    painter->setPen(done ? p.textTertiary : p.textPrimary);
+    painter->drawText(QRect(row.left() + textLeft, y, textWidth, titleHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                      painter->fontMetrics().elidedText(task.title, Qt::ElideRight, textWidth));
+    y += titleHeight + lineGap;
+
+    // Description preview
+    const QString preview = previewOf(task);
+    if (!preview.isEmpty()) {
+        painter->setFont(uiFont(12));
+        painter->setPen(p.textTertiary);
+        QString oneLine = preview;
+        oneLine.replace(u'\n', u' ');
+        painter->drawText(QRect(row.left() + textLeft, y, textWidth, previewHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                          painter->fontMetrics().elidedText(oneLine, Qt::ElideRight, textWidth));
+        y += previewHeight + lineGap;
+    }
+
+    // Marker line
+    int x = row.left() + textLeft;
+    const int right = row.right() - padX;
+    const QRect line(x, y, textWidth, markerHeight);
+    const auto drawText = [&](const QString& text, const QColor& colour, const QFont& font) {
+        painter->setFont(font);
+        painter->setPen(colour);
+        const int width = painter->fontMetrics().horizontalAdvance(text);
+        painter->drawText(QRect(x, line.top(), qMax(0, qMin(width, right - x)), markerHeight),
+                          Qt::AlignLeft | Qt::AlignVCenter, text);
+        x += width;
+    };
+    const auto drawIcon = [&](const QString& name, int size, const QColor& colour) {
+        if (x + size > right)
+            return;
+        painter->drawPixmap(QPointF(x, line.center().y() - size / 2.0 + 0.5), Icons::pixmap(name, size, colour, dpr));
+        x += size;
+    };
+    drawText(priorityWord(task.priority), p.priorityColor(task.priority), uiFont(11));
+    if (task.deadline && !task.deadline->isEmpty()) {
+        x += 10;
+        const auto moment = parseServerDate(*task.deadline);
+        const bool overdue = task.status == TaskStatus::pending && moment && *moment < m_clock.now();
+        const QColor colour = overdue ? p.red : p.textTertiary;
+        drawIcon(overdue ? QStringLiteral("exclamationmark.clock") : QStringLiteral("clock"), 10, colour);
+        x += 4;
+        drawText(formatDeadline(task.deadline), colour, uiFont(11));
+    }
+    if (task.folderId && m_folderLookup) {
+        if (const auto folder = m_folderLookup(*task.folderId)) {
+            x += 10;
+            drawIcon(QStringLiteral("folder"), 10, colorFromHex(folder->color));
+            x += 4;
+            drawText(folder->name, p.textTertiary, uiFont(11));
+        }
+    }
+    if (task.isSentToBot()) {
+        x += 10;
+        QColor teal = p.teal;
+        teal.setAlphaF(0.7);
+        drawIcon(QStringLiteral("paperplane.fill"), 9, teal);
+    }
+    if (task.source == QStringLiteral("bot")) {
+        x += 8;
+        drawIcon(QStringLiteral("bubble.left.fill"), 9, p.textTertiary);
+    }
+    painter->restore();
+}
+
+bool TaskRowDelegate::editorEvent(QEvent* event, QAbstractItemModel*, const QStyleOptionViewItem& option,
+                                  const QModelIndex& index) {
+    if (event->type() != QEvent::MouseButtonPress && event->type() != QEvent::MouseButtonRelease)
+        return false;
+    const auto* mouse = static_cast<QMouseEvent*>(event);
+    if (mouse->button() != Qt::LeftButton)
+        return false;
+    const QRect row = rowRectOf(option.rect);
+    const bool onCheckBox = checkBoxRect(row).adjusted(-4, -4, 4, 4).contains(mouse->position().toPoint());
+    if (event->type() == QEvent::MouseButtonPress) {
+        m_pressedOnCheckBox = onCheckBox ? QPersistentModelIndex(index) : QPersistentModelIndex();
+        return onCheckBox;
+    }
+    const bool wasOnCheckBox = m_pressedOnCheckBox.isValid() && m_pressedOnCheckBox == index;
+    m_pressedOnCheckBox = QPersistentModelIndex();
+    if (wasOnCheckBox && onCheckBox) {
+        Q_EMIT toggleRequested(taskOf(index));
+        return true;
+    }
+    if (!wasOnCheckBox && row.contains(mouse->position().toPoint()))
+        Q_EMIT selectRequested(taskOf(index));
+    return false;
+}

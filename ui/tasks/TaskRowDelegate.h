@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Folder.h"
+#include "VexoTask.h"
+
+#include <QHash>
+#include <QStyledItemDelegate>
+
+#include <functional>
+
+class Clock;
+class Theme;
+
+// Paints one task row: check box, title, plain-text preview of the description, and the marker line
+// (priority, deadline, folder, delivery markers). Rows are painted, not widgets, so long lists stay
+// light. A press on the check box asks for a toggle; a click anywhere else asks to open the task.
+class TaskRowDelegate final : public QStyledItemDelegate {
+    Q_OBJECT
+
+public:
+    static constexpr int gap = 6;        // between rows
+    static constexpr int sideInset = 16; // the list's padding
+
+    TaskRowDelegate(Theme& theme, const Clock& clock, std::function<std::optional<Folder>(qint64)> folderLookup,
+                    QObject* parent = nullptr);
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+    // The plain preview line of a task's description; empty when there is none to show.
+    QString previewOf(const VexoTask& task) const;
+    // Where the check box of a row painted in `rowRect` sits.
+    static QRect checkBoxRect(const QRect& rowRect);
+
+Q_SIGNALS:
+    void toggleRequested(const VexoTask& task);
+    void selectRequested(const VexoTask& task);
+
+protected:
+    bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
+                     const QModelIndex& index) override;
+
+private:
+    Theme& m_theme;
+    const Clock& m_clock;
+    std::function<std::optional<Folder>(qint64)> m_folderLookup;
+    struct Preview {
+        QString description;
+        QString text;
+    };
+    mutable QHash<qint64, Preview> m_previews;
+    QPersistentModelIndex m_pressedOnCheckBox;
+};
