@@ -12,6 +12,7 @@
 #include "VexoButton.h"
 
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QListView>
 #include <QMenu>
@@ -162,6 +163,7 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     m_list->setBatchSize(200);
     m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->setAccessibleName(u"Список задач"_s);
+    m_list->installEventFilter(this);
     connect(m_list, &QListView::customContextMenuRequested, this, [this](const QPoint& point) {
         const QModelIndex index = m_list->indexAt(point);
         if (!index.isValid())
@@ -200,6 +202,18 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     connect(&m_theme, &Theme::changed, this, &TaskListView::restyle);
     restyle();
     refresh();
+}
+
+bool TaskListView::eventFilter(QObject* watched, QEvent* event) {
+    // The list would take a bare "n" for its type-ahead search; it belongs to "Новая задача".
+    if (watched == m_list && event->type() == QEvent::ShortcutOverride) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_N && key->modifiers() == Qt::NoModifier) {
+            event->ignore();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 QString TaskListView::title() const {

@@ -41,6 +41,9 @@ public:
     // Which of the three contents is on screen: "loading", "list" or "empty".
     QString contentState() const;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void refresh();
     void restyle();

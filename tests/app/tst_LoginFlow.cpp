@@ -1,0 +1,109 @@
+#include "AppState.h"
+#include "Await.h"
+#include "ContentView.h"
+#include "LocalService.h"
+#include "LoginView.h"
+#include "MainView.h"
+#include "MemoryStore.h"
+#include "Theme.h"
+#include "VexoButton.h"
+#include "WidgetTest.h"
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QNetworkAccessManager>
+
+using namespace Qt::StringLiterals;
+
+// The window from the login screen to the main view and back, against the local service.
+class tst_LoginFlow final : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<LocalService> m_service;
+    QNetworkAccessManager m_network;
+    MemoryStore m_store;
+    std::unique_ptr<APIService> m_api;
+    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<Theme> m_theme;
+    std::unique_ptr<ContentView> m_window;
+
+private Q_SLOTS:
+    void init() {
+        m_service = std::make_unique<LocalService>();
+        m_store = MemoryStore();
+        m_api = std::make_unique<APIService>(m_service->baseUrl(), m_network, m_store);
+        m_state = std::make_unique<AppState>(*m_api, m_store, m_service->clock());
+        m_theme = std::make_unique<Theme>(m_store);
+        m_window = std::make_unique<ContentView>(*m_state, *m_theme, m_network);
+        m_window->resize(1000, 700);
+        m_window->show();
+    }
+
+    void cleanup() {
+        m_window.reset();
+        m_state.reset();
+    }
+
+    void refusedKeyShowsTheServicesWords() {
+        LoginView* login = m_window->loginView();
+        QCOMPARE(m_window->currentWidget(), login);
+        QTest::keyClicks(login->keyField(), u"vexo-tasks-wrong"_s);
+        QTest::mouseClick(login->loginButton(), Qt::LeftButton);
+        QCOMPARE(login->loginButton()->text(), u"Проверка..."_s);
+        QTRY_COMPARE(login->errorText(), u"Неверный ключ"_s);
+        QCOMPARE(login->keyField()->text(), u"vexo-tasks-wrong"_s);
+        QCOMPARE(login->loginButton()->text(), u"Войти"_s);
+        QCOMPARE(m_window->currentWidget(), login);
+    }
+
+    void unreachableServiceSaysSo() {
+        APIService nowhere(u"http://127.0.0.1:1"_s, m_network, m_store);
+        AppState state(nowhere, m_store, m_service->clock());
+        ContentView window(state, *m_theme, m_network);
+        window.show();
+        QTest::keyClicks(window.loginView()->keyField(), u"vexo-tasks-x"_s);
+        QTest::keyClick(window.loginView()->keyField(), Qt::Key_Return);
+        QTRY_VERIFY(!window.loginView()->errorText().isEmpty());
+    }
+
+    void goodKeyWithSpacesSwapsToTheMainView() {
+        const QString key = m_service->addUser(u"9"_s, false, u"Лев"_s);
+        LoginView* login = m_window->loginView();
+        login->keyField()->setText(u"  \t"_s + key + u"  "_s);
+        QTest::keyClick(login->keyField(), Qt::Key_Return);
+        QTRY_COMPARE(m_window->currentWidget(), m_window->mainView());
+        QCOMPARE(m_state->currentUser()->firstName, std::optional<QString>(u"Лев"_s));
+        QCOMPARE(m_store.text(u"vexo_token"_s), m_state->token());
+
+        m_state->logout();
+        QCOMPARE(m_window->currentWidget(), login);
+    }
+
+    void sheetsOpenAsWindowModalDialogsThatEscCloses() {
+        vexo::test::await(m_state->login(m_service->addUser(u"9"_s)));
+        MainView* main = m_window->mainView();
+        main->setSheetFactory(MainView::Sheet::createTask,
+                              [](QDialog* dialog) { return new QLabel(u"мастер"_s, dialog); });
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QTest::keyClick(m_window.get(), Qt::Key_N);
+        QTRY_VERIFY(m_state->showCreateTask()); // a button's shortcut clicks it after its press animation
+        QDialog* sheet = main->openSheet(MainView::Sheet::createTask);
+        QVERIFY(sheet);
+        QCOMPARE(sheet->windowModality(), Qt::WindowModal);
+        QTest::keyClick(sheet, Qt::Key_Escape);
+        QTRY_VERIFY(!m_state->showCreateTask());
+        QVERIFY(!main->openSheet(MainView::Sheet::createTask));
+
+        // Closing from the state closes the window too.
+        m_state->setShowCreateTask(true);
+        QVERIFY(main->openSheet(MainView::Sheet::createTask));
+        m_state->setShowCreateTask(false);
+        QVERIFY(!main->openSheet(MainView::Sheet::createTask));
+    }
+};
+
+VEXO_WIDGET_TEST_MAIN(tst_LoginFlow)
+#include "tst_LoginFlow.moc"
