@@ -19,6 +19,7 @@ ToastOverlay::ToastOverlay(AppState& state, Theme& theme, QWidget* window)
     m_animation->setDuration(220);
     m_animation->setEasingCurve(QEasingCurve::OutCubic);
     m_clear.setSingleShot(true);
+    m_clear.setTimerType(Qt::PreciseTimer); // a coarse timer may fire up to 5 % early
     m_clear.setInterval(visibleMs);
     connect(&m_clear, &QTimer::timeout, this, [this] { m_state.showToast(std::nullopt); });
     connect(&m_state, &AppState::toastMessageChanged, this, &ToastOverlay::follow);
