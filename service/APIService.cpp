@@ -119,7 +119,12 @@ QCoro::Task<QByteArray> APIService::send(QString path, QString method, std::opti
     }
     const int statusCode = status.toInt();
     qCDebug(lcService) << method << path << statusCode << clock.elapsed() << "ms";
-    QByteArray answer = reply->readAll();
+    // Read into a buffer with room for the JSON parser's padding, so decoding needs no copy of it.
+    QByteArray answer;
+    const qint64 available = reply->bytesAvailable();
+    answer.reserve(available + qint64(simdjson::SIMDJSON_PADDING));
+    answer.resize(available);
+    answer.resize(qMax<qint64>(0, reply->read(answer.data(), available)));
     if (statusCode >= 200 && statusCode <= 299)
         co_return answer;
     throw APIError::httpError(statusCode, errorMessage(answer, statusCode));

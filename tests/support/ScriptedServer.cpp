@@ -104,7 +104,12 @@ void ScriptedServer::readFrom(QTcpSocket* socket) {
         buffer.remove(0, bodyStart + contentLength);
         m_requests.append(request);
         Q_EMIT requestReceived();
-        respond(socket, m_script.isEmpty() ? m_default : m_script.takeFirst());
+        const ScriptedReply* routed = nullptr;
+        for (const auto& [prefix, reply] : m_routes) {
+            if (request.target.startsWith(prefix))
+                routed = &reply;
+        }
+        respond(socket, routed ? *routed : m_script.isEmpty() ? m_default : m_script.takeFirst());
     }
 }
 

@@ -52,6 +52,8 @@ public:
 
     void enqueue(const ScriptedReply& reply) { m_script.append(reply); }
     void setDefaultReply(const ScriptedReply& reply) { m_default = reply; }
+    // Every request whose path starts with `pathPrefix` gets this reply, before the queue is asked.
+    void setReplyFor(const QByteArray& pathPrefix, const ScriptedReply& reply) { m_routes.append({pathPrefix, reply}); }
 
     const QList<RecordedRequest>& requests() const { return m_requests; }
     RecordedRequest lastRequest() const { return m_requests.isEmpty() ? RecordedRequest{} : m_requests.last(); }
@@ -69,5 +71,6 @@ private:
     QHash<QTcpSocket*, QByteArray> m_buffers;
     QList<ScriptedReply> m_script;
     ScriptedReply m_default = ScriptedReply::json(200, "{}");
+    QList<QPair<QByteArray, ScriptedReply>> m_routes;
     QList<RecordedRequest> m_requests;
 };

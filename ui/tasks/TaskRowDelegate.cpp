@@ -45,13 +45,21 @@ TaskRowDelegate::TaskRowDelegate(Theme& theme, const Clock& clock,
 QString TaskRowDelegate::previewOf(const VexoTask& task) const {
     if (!task.description || task.description->isEmpty())
         return QString();
-    auto found = m_previews.find(task.id);
-    if (found == m_previews.end() || found->description != *task.description) {
-        if (m_previews.size() > 250'000)
-            m_previews.clear();
-        found = m_previews.insert(task.id, Preview{*task.description, stripHTML(*task.description)});
+    return stripHTML(*task.description);
+}
+
+bool TaskRowDelegate::hasPreview(const VexoTask& task) const {
+    if (!task.description || task.description->isEmpty())
+        return false;
+    // Row heights are asked for every row; whether a description shows anything is remembered
+    // (the text itself is made only for the rows being painted).
+    auto found = m_hasPreview.find(task.id);
+    if (found == m_hasPreview.end() || !found->description.isSharedWith(*task.description)) {
+        if (m_hasPreview.size() > 500'000)
+            m_hasPreview.clear();
+        found = m_hasPreview.insert(task.id, Preview{*task.description, !stripHTML(*task.description).isEmpty()});
     }
-    return found->text;
+    return found->present;
 }
 
 QRect TaskRowDelegate::checkBoxRect(const QRect& rowRect) {
@@ -59,9 +67,8 @@ QRect TaskRowDelegate::checkBoxRect(const QRect& rowRect) {
 }
 
 QSize TaskRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    const bool hasPreview = !previewOf(taskOf(index)).isEmpty();
-    const int height =
-        padY + titleHeight + lineGap + (hasPreview ? previewHeight + lineGap : 0) + markerHeight + padY + gap;
+    const int height = padY + titleHeight + lineGap + (hasPreview(taskOf(index)) ? previewHeight + lineGap : 0) +
+                       markerHeight + padY + gap;
     // The list gives every row its full width; asking for none keeps a horizontal scroll bar away.
     Q_UNUSED(option);
     return {1, height};

@@ -44,10 +44,12 @@ private:
     Theme& m_theme;
     const Clock& m_clock;
     std::function<std::optional<Folder>(qint64)> m_folderLookup;
+    bool hasPreview(const VexoTask& task) const;
+
     struct Preview {
-        QString description;
-        QString text;
+        QString description; // shares the task's text: a changed description is a different string
+        bool present = false;
     };
-    mutable QHash<qint64, Preview> m_previews;
+    mutable QHash<qint64, Preview> m_hasPreview;
     QPersistentModelIndex m_pressedOnCheckBox;
 };
