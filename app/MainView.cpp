@@ -1,7 +1,10 @@
 #include "MainView.h"
 
 #include "AppState.h"
+#include "CreateTaskView.h"
+#include "EditTaskView.h"
 #include "SidebarView.h"
+#include "TaskDetailView.h"
 #include "TaskListView.h"
 #include "Theme.h"
 #include "ToastOverlay.h"
@@ -26,6 +29,8 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
     m_detail->setMinimumWidth(360);
     m_taskList = new TaskListView(state, theme, m_detail);
     m_detail->addWidget(m_taskList);
+    m_taskDetail = new TaskDetailView(state, theme, network, m_detail);
+    m_detail->addWidget(m_taskDetail);
     split->addWidget(m_sidebar);
     split->addWidget(m_detail);
     split->setStretchFactor(0, 0);
@@ -53,7 +58,21 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
     bindSheet(
         Sheet::editFolder, &AppState::showEditFolderChanged, [this] { return m_state.showEditFolder(); },
         [this](bool open) { m_state.setShowEditFolder(open); });
+    setSheetFactory(Sheet::createTask, [this](QDialog* dialog) {
+        dialog->setWindowTitle(QStringLiteral("Новая задача"));
+        return new CreateTaskView(
+            m_state, m_theme, [dialog] { dialog->close(); }, dialog);
+    });
+    setSheetFactory(Sheet::editTask, [this](QDialog* dialog) -> QWidget* {
+        if (!m_state.editingTask())
+            return nullptr;
+        dialog->setWindowTitle(QStringLiteral("Редактировать задачу"));
+        return new EditTaskView(
+            m_state, m_theme, *m_state.editingTask(), [dialog] { dialog->close(); }, dialog);
+    });
+
     connect(&m_state, &AppState::sidebarItemChanged, this, &MainView::showDetail);
+    connect(&m_state, &AppState::selectedTaskChanged, this, &MainView::showDetail);
     showDetail();
 }
 
@@ -118,8 +137,17 @@ void MainView::syncSheet(SheetBinding& binding) {
     }
 }
 
+QWidget* MainView::currentDetail() const {
+    return m_detail->currentWidget();
+}
+
 void MainView::showDetail() {
-    // The statistics and administration screens take this place once they exist; until then the
-    // list stays, titled as the selection says.
-    m_detail->setCurrentWidget(m_taskList);
+    // A selected task takes the list's place until "К задачам". The statistics and administration
+    // screens take it too once they exist; until then the list stays, titled as the selection says.
+    if (m_state.selectedTask()) {
+        m_taskDetail->showTask(*m_state.selectedTask());
+        m_detail->setCurrentWidget(m_taskDetail);
+    } else {
+        m_detail->setCurrentWidget(m_taskList);
+    }
 }

@@ -9,6 +9,7 @@ class QDialog;
 class QNetworkAccessManager;
 class QStackedWidget;
 class SidebarView;
+class TaskDetailView;
 class TaskListView;
 class Theme;
 class ToastOverlay;
@@ -28,6 +29,8 @@ public:
     void setSheetFactory(Sheet sheet, SheetFactory factory);
     SidebarView* sidebar() const { return m_sidebar; }
     TaskListView* taskList() const { return m_taskList; }
+    TaskDetailView* taskDetail() const { return m_taskDetail; }
+    QWidget* currentDetail() const;
     ToastOverlay* toast() const { return m_toast; }
     // The dialog of a sheet while it is open.
     QDialog* openSheet(Sheet sheet) const;
@@ -50,6 +53,7 @@ private:
     SidebarView* m_sidebar;
     QStackedWidget* m_detail;
     TaskListView* m_taskList;
+    TaskDetailView* m_taskDetail;
     ToastOverlay* m_toast;
     QList<SheetBinding> m_sheets;
 };

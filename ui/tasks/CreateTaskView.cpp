@@ -1,0 +1,330 @@
+#include "CreateTaskView.h"
+
+#include "AppState.h"
+#include "Fonts.h"
+#include "Icons.h"
+#include "MiniCalendar.h"
+#include "Theme.h"
+#include "VexoButton.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QLabel* question(const QString& text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(uiFont(22, QFont::DemiBold));
+    label->setWordWrap(true);
+    return label;
+}
+
+// Hours and minutes are always written with two digits: "%02d".
+class TwoDigitSpinBox final : public QSpinBox {
+public:
+    using QSpinBox::QSpinBox;
+
+protected:
+    QString textFromValue(int value) const override { return QString::asprintf("%02d", value); }
+};
+
+} // namespace
+
+CreateTaskView::CreateTaskView(AppState& state, Theme& theme, std::function<void()> dismiss, QWidget* parent)
+    : QWidget(parent)
+    , m_state(state)
+    , m_theme(theme)
+    , m_dismiss(std::move(dismiss)) {
+    setMinimumSize(460, 520);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(24, 16, 24, 24);
+    layout->setSpacing(16);
+
+    auto* top = new QHBoxLayout;
+    m_close = new QPushButton(this);
+    m_close->setAccessibleName(u"Закрыть"_s);
+    m_close->setFixedSize(26, 26);
+    m_close->setFlat(true);
+    m_close->setCursor(Qt::PointingHandCursor);
+    connect(m_close, &QPushButton::clicked, this, [this] { m_dismiss(); });
+    top->addWidget(m_close);
+    top->addStretch();
+    for (int i = 0; i < 3; ++i) {
+        auto* dot = new QWidget(this);
+        dot->setFixedSize(7, 7);
+        m_dots << dot;
+        top->addWidget(dot);
+        top->addSpacing(4);
+    }
+    top->addStretch();
+    top->addSpacing(26);
+    layout->addLayout(top);
+
+    m_steps = new QStackedWidget(this);
+    m_steps->addWidget(buildTitleStep());
+    m_steps->addWidget(buildDescriptionStep());
+    m_steps->addWidget(buildDeadlineStep());
+    layout->addWidget(m_steps, 1);
+
+    connect(&m_theme, &Theme::changed, this, &CreateTaskView::restyle);
+    goToStep(1);
+}
+
+QWidget* CreateTaskView::buildTitleStep() {
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(14);
+    m_questions << question(u"Как назовём задачу?"_s, page);
+    layout->addWidget(m_questions.last());
+    auto* row = new QHBoxLayout;
+    m_title = new QLineEdit(page);
+    m_title->setPlaceholderText(u"Название задачи..."_s);
+    m_title->setAccessibleName(u"Название задачи"_s);
+    m_title->setFont(uiFont(14));
+    connect(m_title, &QLineEdit::returnPressed, this, &CreateTaskView::advanceFromTitle);
+    row->addWidget(m_title, 1);
+    auto* forward = new QPushButton(page);
+    forward->setObjectName(u"titleForward"_s);
+    forward->setAccessibleName(u"Далее"_s);
+    forward->setFixedSize(32, 32);
+    forward->setFlat(true);
+    forward->setCursor(Qt::PointingHandCursor);
+    forward->setIconSize(QSize(24, 24));
+    connect(forward, &QPushButton::clicked, this, &CreateTaskView::advanceFromTitle);
+    row->addWidget(forward);
+    layout->addLayout(row);
+    auto* hint = new QLabel(u"Enter или нажми →"_s, page);
+    hint->setFont(uiFont(12));
+    m_hints << hint;
+    layout->addWidget(hint);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* CreateTaskView::buildDescriptionStep() {
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(14);
+    m_questions << question(u"Добавим описание?"_s, page);
+    layout->addWidget(m_questions.last());
+    m_description = new QPlainTextEdit(page);
+    m_description->setPlaceholderText(u"Подробности (необязательно)..."_s);
+    m_description->setAccessibleName(u"Описание"_s);
+    m_description->setFont(uiFont(14));
+    m_description->setTabChangesFocus(true);
+    layout->addWidget(m_description, 1);
+    auto* row = new QHBoxLayout;
+    auto* back = new VexoButton(m_theme, VexoButton::Kind::ghost, u"Назад"_s, page);
+    back->setIconName(u"chevron.left"_s);
+    connect(back, &QPushButton::clicked, this, [this] { goToStep(1); });
+    row->addWidget(back);
+    row->addStretch();
+    auto* skip = new VexoButton(m_theme, VexoButton::Kind::ghost, u"Пропустить →"_s, page);
+    connect(skip, &QPushButton::clicked, this, [this] { goToStep(3); });
+    row->addWidget(skip);
+    auto* next = new VexoButton(m_theme, VexoButton::Kind::primary, u"Далее"_s, page);
+    next->setIconName(u"arrow.right"_s);
+    connect(next, &QPushButton::clicked, this, [this] { goToStep(3); });
+    row->addWidget(next);
+    layout->addLayout(row);
+    return page;
+}
+
+QWidget* CreateTaskView::buildDeadlineStep() {
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(12);
+    m_questions << question(u"Когда выполнить?"_s, page);
+    layout->addWidget(m_questions.last());
+
+    auto* quick = new QHBoxLayout;
+    quick->setSpacing(6);
+    const QList<std::pair<QString, std::optional<int>>> choices{
+        {u"Сегодня"_s, 0}, {u"Завтра"_s, 1}, {u"+7 дней"_s, 7}, {u"Без даты"_s, std::nullopt}};
+    for (const auto& [label, offset] : choices) {
+        auto* button = new QPushButton(label, page);
+        button->setCursor(Qt::PointingHandCursor);
+        button->setFont(uiFont(12));
+        connect(button, &QPushButton::clicked, this, [this, offset] { chooseQuickDate(offset); });
+        m_quickDates << button;
+        quick->addWidget(button);
+    }
+    quick->addStretch();
+    layout->addLayout(quick);
+
+    m_calendar = new MiniCalendar(m_theme, m_state.clock(), page);
+    connect(m_calendar, &MiniCalendar::selectedChanged, this, [this](std::optional<QDate> day) {
+        m_selectedDate = day;
+        restyle();
+    });
+    layout->addWidget(m_calendar);
+
+    auto* time = new QHBoxLayout;
+    auto* timeLabel = new QLabel(u"Время:"_s, page);
+    timeLabel->setFont(uiFont(13));
+    m_hints << timeLabel;
+    time->addWidget(timeLabel);
+    m_hour = new TwoDigitSpinBox(page);
+    m_hour->setRange(0, 23);
+    m_hour->setValue(18);
+    m_hour->setAccessibleName(u"Час"_s);
+    m_minute = new TwoDigitSpinBox(page);
+    m_minute->setRange(0, 59);
+    m_minute->setValue(0);
+    m_minute->setAccessibleName(u"Минута"_s);
+    for (QSpinBox* field : {m_hour, m_minute}) {
+        field->setDisplayIntegerBase(10);
+        field->setAlignment(Qt::AlignCenter);
+        field->setWrapping(true);
+        field->setFont(uiFont(13));
+        field->setFixedWidth(64);
+    }
+    time->addWidget(m_hour);
+    auto* colon = new QLabel(u":"_s, page);
+    m_hints << colon;
+    time->addWidget(colon);
+    time->addWidget(m_minute);
+    time->addStretch();
+    layout->addLayout(time);
+
+    auto* chips = new QHBoxLayout;
+    chips->setSpacing(6);
+    for (TaskPriority priority : allTaskPriorities) {
+        auto* chip = new QPushButton(priorityWord(priority), page);
+        chip->setCursor(Qt::PointingHandCursor);
+        chip->setFont(uiFont(12));
+        chip->setCheckable(true);
+        connect(chip, &QPushButton::clicked, this, [this, priority] { choosePriority(priority); });
+        m_priorityChips << chip;
+        chips->addWidget(chip);
+    }
+    chips->addStretch();
+    layout->addLayout(chips);
+    layout->addStretch();
+
+    auto* row = new QHBoxLayout;
+    auto* back = new VexoButton(m_theme, VexoButton::Kind::ghost, u"Назад"_s, page);
+    back->setIconName(u"chevron.left"_s);
+    connect(back, &QPushButton::clicked, this, [this] { goToStep(2); });
+    row->addWidget(back);
+    row->addStretch();
+    auto* create = new VexoButton(m_theme, VexoButton::Kind::primary, u"Создать задачу"_s, page);
+    create->setIconName(u"plus"_s);
+    connect(create, &QPushButton::clicked, this, &CreateTaskView::create);
+    row->addWidget(create);
+    layout->addLayout(row);
+    return page;
+}
+
+QPushButton* CreateTaskView::buttonNamed(const QString& text) const {
+    for (QPushButton* button : findChildren<QPushButton*>()) {
+        if (button->text() == text && button->isVisibleTo(this))
+            return button;
+    }
+    return nullptr;
+}
+
+void CreateTaskView::advanceFromTitle() {
+    // Characters are counted as they stand: a title of spaces passes here and is caught on creating.
+    if (!m_title->text().isEmpty())
+        goToStep(2);
+}
+
+void CreateTaskView::goToStep(int step) {
+    m_step = step;
+    m_steps->setCurrentIndex(step - 1);
+    if (step == 1)
+        m_title->setFocus();
+    else if (step == 2)
+        m_description->setFocus();
+    restyle();
+}
+
+void CreateTaskView::chooseQuickDate(std::optional<int> dayOffset) {
+    if (!dayOffset) {
+        m_selectedDate.reset();
+        m_calendar->setSelected(std::nullopt);
+        return;
+    }
+    const QDate day = m_state.clock().now().toLocalTime().date().addDays(*dayOffset);
+    m_calendar->setMonth(day);
+    m_calendar->setSelected(day);
+}
+
+void CreateTaskView::choosePriority(TaskPriority priority) {
+    m_priority = priority;
+    restyle();
+}
+
+std::optional<QString> CreateTaskView::deadlineText() const {
+    if (!m_selectedDate)
+        return std::nullopt;
+    const QDateTime local(*m_selectedDate, QTime(m_hour->value(), m_minute->value()), Qt::LocalTime);
+    if (!local.isValid())
+        return std::nullopt;
+    return local.toUTC().toString(Qt::ISODateWithMs);
+}
+
+void CreateTaskView::create() {
+    const QString title = m_title->text().trimmed();
+    if (title.isEmpty() || m_sending)
+        return;
+    m_sending = true;
+    const QString description = m_description->toPlainText();
+    (void)send(title, description.isEmpty() ? std::nullopt : std::optional<QString>(description), deadlineText());
+}
+
+QCoro::Task<void> CreateTaskView::send(QString title, std::optional<QString> description,
+                                       std::optional<QString> deadline) {
+    QPointer<CreateTaskView> self(this);
+    // The state inserts the task at the front and shows "Задача создана", or "Ошибка: …".
+    co_await m_state.createTask(std::move(title), m_priority, std::move(description), std::move(deadline));
+    if (self)
+        m_dismiss();
+}
+
+void CreateTaskView::restyle() {
+    const Palette& p = m_theme.palette();
+    QColor dimmed = p.textTertiary;
+    dimmed.setAlphaF(0.4);
+    for (int i = 0; i < m_dots.size(); ++i) {
+        m_dots[i]->setStyleSheet(u"background: %1; border-radius: 3px;"_s.arg(
+            i + 1 == m_step ? p.accent.name() : dimmed.name(QColor::HexArgb)));
+    }
+    m_close->setIcon(Icons::icon(u"xmark"_s, p.textSecondary));
+    m_close->setIconSize(QSize(12, 12));
+    if (auto* forward = findChild<QPushButton*>(u"titleForward"_s))
+        forward->setIcon(Icons::icon(u"arrow.right.circle.fill"_s, p.accent));
+    for (QLabel* label : std::as_const(m_questions))
+        label->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
+    for (QLabel* hint : std::as_const(m_hints))
+        hint->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
+    const QString chip = u"QPushButton { color: %1; background: %2; border: none; border-radius: 7px;"
+                         u" padding: 6px 12px; } QPushButton:hover { background: %3; }"_s;
+    for (QPushButton* button : std::as_const(m_quickDates))
+        button->setStyleSheet(chip.arg(p.textSecondary.name(), p.raised.name(), p.raisedHover.name()));
+    for (int i = 0; i < m_priorityChips.size(); ++i) {
+        const TaskPriority priority = allTaskPriorities[i];
+        const bool chosen = priority == m_priority;
+        QColor ground = p.priorityColor(priority);
+        ground.setAlphaF(chosen ? 0.22 : 0.0);
+        m_priorityChips[i]->setChecked(chosen);
+        m_priorityChips[i]->setStyleSheet(
+            u"QPushButton { color: %1; background: %2; border: 1px solid %3; border-radius: 7px; padding: 6px 12px;"
+            u" font-weight: %4; }"_s.arg(p.priorityColor(priority).name(), ground.name(QColor::HexArgb),
+                                         chosen ? p.priorityColor(priority).name() : p.border.name(QColor::HexArgb),
+                                         chosen ? u"600"_s : u"400"_s));
+    }
+}

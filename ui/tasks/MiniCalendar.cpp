@@ -1,0 +1,163 @@
+#include "MiniCalendar.h"
+
+#include "Clock.h"
+#include "Fonts.h"
+#include "Icons.h"
+#include "Theme.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QStringList weekdays{u"Пн"_s, u"Вт"_s, u"Ср"_s, u"Чт"_s, u"Пт"_s, u"Сб"_s, u"Вс"_s};
+
+} // namespace
+
+MiniCalendar::MiniCalendar(Theme& theme, const Clock& clock, QWidget* parent)
+    : QWidget(parent)
+    , m_theme(theme)
+    , m_clock(clock)
+    , m_month(clock.now().toLocalTime().date()) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    auto* header = new QHBoxLayout;
+    m_previous = new QPushButton(this);
+    m_previous->setAccessibleName(u"Предыдущий месяц"_s);
+    m_next = new QPushButton(this);
+    m_next->setAccessibleName(u"Следующий месяц"_s);
+    m_title = new QLabel(this);
+    m_title->setFont(uiFont(13, QFont::Medium));
+    m_title->setAlignment(Qt::AlignCenter);
+    for (QPushButton* button : {m_previous, m_next}) {
+        button->setFixedSize(26, 26);
+        button->setCursor(Qt::PointingHandCursor);
+        button->setFlat(true);
+    }
+    connect(m_previous, &QPushButton::clicked, this, &MiniCalendar::showPreviousMonth);
+    connect(m_next, &QPushButton::clicked, this, &MiniCalendar::showNextMonth);
+    header->addWidget(m_previous);
+    header->addWidget(m_title, 1);
+    header->addWidget(m_next);
+    layout->addLayout(header);
+    m_grid = new QGridLayout;
+    m_grid->setSpacing(2);
+    layout->addLayout(m_grid);
+    connect(&m_theme, &Theme::changed, this, &MiniCalendar::rebuild);
+    rebuild();
+}
+
+QString MiniCalendar::monthTitle(QDate month) {
+    static const QLocale russian(QLocale::Russian, QLocale::Russia);
+    QString name = russian.standaloneMonthName(month.month(), QLocale::LongFormat);
+    if (!name.isEmpty())
+        name[0] = name[0].toUpper();
+    return name + u' ' + QString::number(month.year());
+}
+
+QList<std::optional<QDate>> MiniCalendar::cells(QDate month) {
+    const QDate first(month.year(), month.month(), 1);
+    if (!first.isValid())
+        return {};
+    // Qt counts Monday as 1 and Sunday as 7, so the blanks before a Monday start are dayOfWeek - 1.
+    const int blanks = first.dayOfWeek() - 1;
+    QList<std::optional<QDate>> list(blanks, std::nullopt);
+    for (int day = 0; day < first.daysInMonth(); ++day)
+        list.append(first.addDays(day));
+    while (list.size() % 7 != 0)
+        list.append(std::nullopt);
+    return list;
+}
+
+QString MiniCalendar::title() const {
+    return m_title->text();
+}
+
+void MiniCalendar::setSelected(std::optional<QDate> day) {
+    if (day == m_selected)
+        return;
+    m_selected = day;
+    rebuild();
+    Q_EMIT selectedChanged(m_selected);
+}
+
+void MiniCalendar::setMonth(QDate anyDayOfMonth) {
+    m_month = QDate(anyDayOfMonth.year(), anyDayOfMonth.month(), 1);
+    rebuild();
+}
+
+void MiniCalendar::showPreviousMonth() {
+    setMonth(QDate(m_month.year(), m_month.month(), 1).addMonths(-1));
+}
+
+void MiniCalendar::showNextMonth() {
+    setMonth(QDate(m_month.year(), m_month.month(), 1).addMonths(1));
+}
+
+void MiniCalendar::rebuild() {
+    const Palette& p = m_theme.palette();
+    m_title->setText(monthTitle(m_month));
+    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
+    m_previous->setIcon(Icons::icon(u"chevron.left"_s, p.textSecondary));
+    m_next->setIcon(Icons::icon(u"chevron.right"_s, p.textSecondary));
+
+    // Later, not now: a day button being clicked is what asks for this rebuild.
+    for (QWidget* cell : std::as_const(m_cellWidgets)) {
+        m_grid->removeWidget(cell);
+        cell->hide();
+        cell->deleteLater();
+    }
+    m_cellWidgets.clear();
+    m_dayButtons.clear();
+    for (int column = 0; column < 7; ++column) {
+        auto* heading = new QLabel(weekdays[column], this);
+        heading->setFont(uiFont(10, QFont::Medium));
+        heading->setAlignment(Qt::AlignCenter);
+        heading->setStyleSheet(u"color: %1;"_s.arg(column >= 5 ? p.textTertiary.name() : p.textSecondary.name()));
+        m_grid->addWidget(heading, 0, column);
+        m_cellWidgets << heading;
+    }
+    const QDate today = m_clock.now().toLocalTime().date();
+    const auto list = cells(m_month);
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        const int row = int(i / 7) + 1;
+        const int column = int(i % 7);
+        if (!list[i]) {
+            auto* blank = new QWidget(this);
+            blank->setFixedHeight(28);
+            m_grid->addWidget(blank, row, column);
+            m_cellWidgets << blank;
+            continue;
+        }
+        const QDate day = *list[i];
+        auto* button = new QPushButton(QString::number(day.day()), this);
+        button->setFixedHeight(28);
+        button->setCursor(Qt::PointingHandCursor);
+        button->setAccessibleName(QLocale(QLocale::Russian, QLocale::Russia).toString(day, u"d MMMM yyyy"_s));
+        const bool isSelected = m_selected && *m_selected == day;
+        QString colour = p.textPrimary.name();
+        if (isSelected)
+            colour = u"#1f1e1d"_s;
+        else if (day < today)
+            colour = p.textTertiary.name();
+        else if (day == today)
+            colour = p.accent.name();
+        button->setFont(uiFont(12, isSelected ? QFont::Bold : QFont::Normal));
+        button->setStyleSheet(
+            u"QPushButton { color: %1; background: %2; border: none; border-radius: 14px;"
+            u" min-width: 28px; max-width: 28px; }"
+            u"QPushButton:hover { background: %3; }"_s.arg(colour, isSelected ? p.accent.name() : u"transparent"_s,
+                                                           isSelected ? p.accent.name() : p.raisedHover.name()));
+        connect(button, &QPushButton::clicked, this, [this, day] { setSelected(day); });
+        m_grid->addWidget(button, row, column, Qt::AlignCenter);
+        m_cellWidgets << button;
+        m_dayButtons << button;
+    }
+}
