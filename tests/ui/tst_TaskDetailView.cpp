@@ -1,0 +1,200 @@
+#include "AppState.h"
+#include "Await.h"
+#include "HTMLTextView.h"
+#include "HttpProbe.h"
+#include "LocalService.h"
+#include "MemoryStore.h"
+#include "ScriptedServer.h"
+#include "TaskDetailView.h"
+#include "Theme.h"
+#include "VexoButton.h"
+#include "WidgetTest.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <QListWidget>
+#include <QNetworkAccessManager>
+
+using namespace Qt::StringLiterals;
+using vexo::test::await;
+
+// The task page against the local service: metadata, actions, attachments and their pictures.
+class tst_TaskDetailView final : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<LocalService> m_service;
+    QNetworkAccessManager m_network;
+    MemoryStore m_store;
+    std::unique_ptr<APIService> m_api;
+    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<Theme> m_theme;
+    std::unique_ptr<TaskDetailView> m_view;
+
+    void upload(qint64 taskId, const QString& name) {
+        QImage image(40, 30, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QByteArray png;
+        QBuffer buffer(&png);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        const ProbeReply reply = probe(
+            m_network, "POST", m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=%2"_s.arg(taskId).arg(name),
+            png, {{"Authorization", "Bearer " + m_state->token()->toUtf8()}, {"Content-Type", "image/png"}});
+        QCOMPARE(reply.status, 201);
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_service = std::make_unique<LocalService>(QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC));
+        m_store = MemoryStore();
+        m_api = std::make_unique<APIService>(m_service->baseUrl(), m_network, m_store);
+        m_state = std::make_unique<AppState>(*m_api, m_store, m_service->clock());
+        m_theme = std::make_unique<Theme>(m_store);
+        m_view = std::make_unique<TaskDetailView>(*m_state, *m_theme, m_network);
+        m_view->resize(900, 700);
+        m_view->show();
+        await(m_state->login(m_service->addUser(u"1"_s)));
+    }
+
+    void cleanup() {
+        m_view.reset();
+        m_state.reset();
+    }
+
+    void sourceLabels_data() {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("label");
+        QTest::newRow("bot") << u"bot"_s << u"Telegram бот"_s;
+        QTest::newRow("api") << u"api"_s << u"API"_s;
+        QTest::newRow("app") << u"app"_s << u"Веб"_s;
+        QTest::newRow("upper-case API") << u"API"_s << u"Веб"_s;
+        QTest::newRow("empty") << QString() << u"Веб"_s;
+    }
+
+    void sourceLabels() {
+        QFETCH(QString, source);
+        QFETCH(QString, label);
+        QCOMPARE(TaskDetailView::sourceLabel(source), label);
+    }
+
+    void metadataBadgesAndActions() {
+        await(m_state->createTask(u"Отчёт"_s, TaskPriority::high, u"<p>Свести <b>цифры</b></p>"_s,
+                                  u"2025-03-05T10:00:00.000Z"_s));
+        VexoTask task = m_state->tasks().first();
+        m_view->showTask(task);
+        QCOMPARE(m_view->titleText(), u"Отчёт"_s);
+        QCOMPARE(m_view->badgeTexts(), QStringList{u"Высокий"_s});
+        const QStringList rows = m_view->metadataRows();
+        QCOMPARE(rows.size(), 5);
+        QCOMPARE(rows[0], u"Приоритет: Высокий"_s);
+        QCOMPARE(rows[1], u"Статус: Активная"_s);
+        QVERIFY(rows[2].startsWith(u"Дедлайн: 5 мар. 2025"_s));
+        QVERIFY(rows[3].startsWith(u"Создана: "_s));
+        QCOMPARE(rows[4], u"Источник: Веб"_s);
+        QCOMPARE(m_view->actionTexts(),
+                 (QStringList{u"Отметить выполненной"_s, u"Редактировать"_s, u"Отправить в Telegram"_s,
+                              u"Архивировать"_s, u"Удалить задачу"_s}));
+
+        // Actions go through the state, and the page follows the state's copy.
+        m_state->setSelectedTask(task);
+        m_view->actionButton(u"Отметить выполненной"_s)->click();
+        QTRY_COMPARE(m_view->metadataRows().value(1), u"Статус: Выполнено"_s);
+        QVERIFY(m_view->metadataRows().join(u'|').contains(u"Выполнена: "_s));
+        QCOMPARE(m_view->actionTexts().first(), u"Вернуть в активные"_s);
+        m_view->actionButton(u"Отправить в Telegram"_s)->click();
+        QTRY_VERIFY(m_view->badgeTexts().contains(u"В Telegram"_s));
+        m_view->actionButton(u"Редактировать"_s)->click();
+        QVERIFY(m_state->showEditTask());
+        QCOMPARE(m_state->editingTask()->id, task.id);
+        m_view->actionButton(u"Удалить задачу"_s)->click();
+        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача удалена"_s));
+        QVERIFY(!m_state->selectedTask());
+    }
+
+    void rowsOnlyWhenThereIsSomethingToShow() {
+        VexoTask bare;
+        bare.id = 99;
+        bare.title = u"Голая"_s;
+        bare.createdAt = u"2025-03-01 10:00:00"_s;
+        m_view->showTask(bare);
+        const QString rows = m_view->metadataRows().join(u'|');
+        QVERIFY(!rows.contains(u"Дедлайн"_s));
+        QVERIFY(!rows.contains(u"Выполнена"_s));
+        QVERIFY(!rows.contains(u"Источник"_s));
+    }
+
+    void attachmentsLoadAndSwitch() {
+        await(m_state->createTask(u"С картинками"_s, TaskPriority::medium, {}, {}));
+        await(m_state->createTask(u"Без картинок"_s, TaskPriority::medium, {}, {}));
+        const VexoTask without = m_state->tasks()[0];
+        const VexoTask with = m_state->tasks()[1];
+        upload(with.id, u"one.png"_s);
+        upload(with.id, u"two.png"_s);
+
+        m_view->showTask(without);
+        QVERIFY(m_view->isLoadingAttachments());
+        QVERIFY(!m_view->showsNoAttachments()); // never while loading
+        QTRY_VERIFY(!m_view->isLoadingAttachments());
+        QVERIFY(m_view->showsNoAttachments());
+
+        // Switching tasks reloads; the pictures are fetched with the session's token.
+        m_view->showTask(with);
+        QTRY_COMPARE(m_view->attachments().size(), 2);
+        QVERIFY(!m_view->showsNoAttachments());
+        QTRY_COMPARE(m_view->thumbnailsLoaded(), 2);
+        QCOMPARE(m_view->thumbnails()->count(), 2);
+
+        m_view->deleteAttachment(m_view->attachments().first());
+        QTRY_COMPARE(m_view->attachments().size(), 1);
+        QCOMPARE(await(m_api->fetchAttachments(with.id)).attachments.size(), 1);
+    }
+
+    void aLateAnswerForAnotherTaskIsDropped() {
+        ScriptedServer scripted;
+        QVERIFY(scripted.listen());
+        MemoryStore store;
+        store.setText(u"vexo_token"_s, u"t"_s);
+        APIService api(scripted.baseUrl(), m_network, store);
+        AppState state(api, store, m_service->clock());
+        TaskDetailView view(state, *m_theme, m_network);
+        ScriptedReply slow = ScriptedReply::json(
+            200, R"({"attachments":[{"id":1,"filename":"old.txt","mimetype":"text/plain","size":1}]})");
+        slow.delayMs = 300;
+        scripted.enqueue(slow);
+        scripted.enqueue(ScriptedReply::json(200, R"({"attachments":[]})"));
+        VexoTask first;
+        first.id = 1;
+        first.title = u"a"_s;
+        VexoTask second = first;
+        second.id = 2;
+        view.showTask(first);
+        view.showTask(second);
+        QTRY_VERIFY(!view.isLoadingAttachments());
+        QTest::qWait(400);
+        QVERIFY(view.attachments().isEmpty());
+        QVERIFY(view.showsNoAttachments());
+    }
+
+    void descriptionsFetchNothing() {
+        ScriptedServer scripted;
+        QVERIFY(scripted.listen());
+        HTMLTextView text(*m_theme);
+        text.show();
+        text.setHtmlDescription(
+            u"<p>Привет <img src=\"%1/tracker.png\"><a href=\"https://example.org\">ссылка</a></p>"
+            u"<link rel=\"stylesheet\" href=\"%1/style.css\"><img src=\"file:///etc/hostname\">"_s.arg(
+                scripted.baseUrl()));
+        QTest::qWait(200);
+        QVERIFY(scripted.requests().isEmpty());
+        QVERIFY(text.showsImport());
+        QVERIFY(text.toPlainText().contains(u"Привет"_s));
+        QVERIFY(text.toPlainText().contains(u"ссылка"_s));
+
+        text.setHtmlDescription(QString());
+        QCOMPARE(text.toPlainText(), QString());
+    }
+};
+
+VEXO_WIDGET_TEST_MAIN(tst_TaskDetailView)
+#include "tst_TaskDetailView.moc"
