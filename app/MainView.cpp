@@ -1,9 +1,14 @@
 #include "MainView.h"
 
+#include "APIKeyView.h"
+#include "AdminView.h"
 #include "AppState.h"
 #include "CreateTaskView.h"
 #include "EditTaskView.h"
+#include "FolderEditView.h"
+#include "SettingsView.h"
 #include "SidebarView.h"
+#include "StatsView.h"
 #include "TaskDetailView.h"
 #include "TaskListView.h"
 #include "Theme.h"
@@ -31,6 +36,10 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
     m_detail->addWidget(m_taskList);
     m_taskDetail = new TaskDetailView(state, theme, network, m_detail);
     m_detail->addWidget(m_taskDetail);
+    m_stats = new StatsView(state, theme, m_detail);
+    m_detail->addWidget(m_stats);
+    m_admin = new AdminView(state, theme, m_detail);
+    m_detail->addWidget(m_admin);
     split->addWidget(m_sidebar);
     split->addWidget(m_detail);
     split->setStretchFactor(0, 0);
@@ -69,6 +78,29 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
         dialog->setWindowTitle(QStringLiteral("Редактировать задачу"));
         return new EditTaskView(
             m_state, m_theme, *m_state.editingTask(), [dialog] { dialog->close(); }, dialog);
+    });
+
+    setSheetFactory(Sheet::settings, [this](QDialog* dialog) {
+        dialog->setWindowTitle(QStringLiteral("Настройки"));
+        return new SettingsView(
+            m_state, m_theme, [dialog] { dialog->close(); }, dialog);
+    });
+    setSheetFactory(Sheet::apiKey, [this](QDialog* dialog) {
+        dialog->setWindowTitle(QStringLiteral("API Ключ"));
+        return new APIKeyView(
+            m_state, m_theme, [dialog] { dialog->close(); }, dialog);
+    });
+    setSheetFactory(Sheet::newFolder, [this](QDialog* dialog) {
+        dialog->setWindowTitle(QStringLiteral("Новая папка"));
+        return new FolderEditView(
+            m_state, m_theme, std::nullopt, [dialog] { dialog->close(); }, dialog);
+    });
+    setSheetFactory(Sheet::editFolder, [this](QDialog* dialog) -> QWidget* {
+        if (!m_state.editingFolder())
+            return nullptr;
+        dialog->setWindowTitle(QStringLiteral("Редактировать папку"));
+        return new FolderEditView(
+            m_state, m_theme, m_state.editingFolder(), [dialog] { dialog->close(); }, dialog);
     });
 
     connect(&m_state, &AppState::sidebarItemChanged, this, &MainView::showDetail);
@@ -142,9 +174,14 @@ QWidget* MainView::currentDetail() const {
 }
 
 void MainView::showDetail() {
-    // A selected task takes the list's place until "К задачам". The statistics and administration
-    // screens take it too once they exist; until then the list stays, titled as the selection says.
-    if (m_state.selectedTask()) {
+    // A selected task takes the list's place until "К задачам"; statistics and administration have
+    // their own pages; everything else shows the list, titled as the selection says.
+    const SidebarItem::Kind kind = m_state.sidebarItem().kind();
+    if (kind == SidebarItem::Kind::stats) {
+        m_detail->setCurrentWidget(m_stats);
+    } else if (kind == SidebarItem::Kind::admin) {
+        m_detail->setCurrentWidget(m_admin);
+    } else if (m_state.selectedTask()) {
         m_taskDetail->showTask(*m_state.selectedTask());
         m_detail->setCurrentWidget(m_taskDetail);
     } else {

@@ -9,6 +9,8 @@ class QDialog;
 class QNetworkAccessManager;
 class QStackedWidget;
 class SidebarView;
+class AdminView;
+class StatsView;
 class TaskDetailView;
 class TaskListView;
 class Theme;
@@ -30,6 +32,8 @@ public:
     SidebarView* sidebar() const { return m_sidebar; }
     TaskListView* taskList() const { return m_taskList; }
     TaskDetailView* taskDetail() const { return m_taskDetail; }
+    StatsView* stats() const { return m_stats; }
+    AdminView* admin() const { return m_admin; }
     QWidget* currentDetail() const;
     ToastOverlay* toast() const { return m_toast; }
     // The dialog of a sheet while it is open.
@@ -54,6 +58,8 @@ private:
     QStackedWidget* m_detail;
     TaskListView* m_taskList;
     TaskDetailView* m_taskDetail;
+    StatsView* m_stats;
+    AdminView* m_admin;
     ToastOverlay* m_toast;
     QList<SheetBinding> m_sheets;
 };

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "AdminStats.h"
+#include "AdminUser.h"
+
+#include <QCoroTask>
+#include <QWidget>
+
+#include <optional>
+
+class AppState;
+class BusyIndicator;
+class QLabel;
+class QVBoxLayout;
+class StatCard;
+class Theme;
+
+// Service-wide figures and the users, for administrators.
+class AdminView final : public QWidget {
+    Q_OBJECT
+
+public:
+    AdminView(AppState& state, Theme& theme, QWidget* parent = nullptr);
+
+    QCoro::Task<void> load();
+    bool isLoading() const { return m_loading; }
+    QString errorText() const;
+    QStringList cardValues() const;
+    QStringList userRows() const; // "name|username|count|admin"
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void refresh();
+
+    AppState& m_state;
+    Theme& m_theme;
+    std::optional<AdminStats> m_stats;
+    QList<AdminUser> m_users;
+    bool m_loading = false;
+    std::optional<QString> m_error;
+    QLabel* m_title;
+    QLabel* m_subtitle;
+    BusyIndicator* m_busy;
+    QLabel* m_errorLabel;
+    QList<StatCard*> m_cards;
+    QLabel* m_usersTitle;
+    QVBoxLayout* m_rows;
+    QStringList m_rowTexts;
+};

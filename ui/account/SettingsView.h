@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+class AppState;
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class Theme;
+
+// Appearance, automatic sending to the chat, and the keyboard shortcuts.
+class SettingsView final : public QWidget {
+    Q_OBJECT
+
+public:
+    SettingsView(AppState& state, Theme& theme, std::function<void()> dismiss, QWidget* parent = nullptr);
+
+    QPushButton* themeButton(const QString& label) const;
+    QCheckBox* sendSwitch() const { return m_send; }
+    QStringList hotkeyRows() const; // "description — key"
+    // The label of the edit form's save keys on this platform.
+    static QString saveKeyLabel();
+
+private:
+    void refresh();
+
+    AppState& m_state;
+    Theme& m_theme;
+    std::function<void()> m_dismiss;
+    QList<QPushButton*> m_themes;
+    QCheckBox* m_send;
+    QList<QLabel*> m_titles;
+    QList<QLabel*> m_hints;
+    QList<std::pair<QLabel*, QLabel*>> m_hotkeys;
+    QPushButton* m_close;
+};
