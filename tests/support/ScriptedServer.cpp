@@ -104,10 +104,14 @@ void ScriptedServer::readFrom(QTcpSocket* socket) {
         buffer.remove(0, bodyStart + contentLength);
         m_requests.append(request);
         Q_EMIT requestReceived();
+        // The longest matching prefix wins, so "/a/b" can be answered apart from "/a".
         const ScriptedReply* routed = nullptr;
+        qsizetype longest = -1;
         for (const auto& [prefix, reply] : m_routes) {
-            if (request.target.startsWith(prefix))
+            if (request.target.startsWith(prefix) && prefix.size() > longest) {
                 routed = &reply;
+                longest = prefix.size();
+            }
         }
         respond(socket, routed ? *routed : m_script.isEmpty() ? m_default : m_script.takeFirst());
     }

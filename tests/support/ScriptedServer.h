@@ -53,7 +53,10 @@ public:
     void enqueue(const ScriptedReply& reply) { m_script.append(reply); }
     void setDefaultReply(const ScriptedReply& reply) { m_default = reply; }
     // Every request whose path starts with `pathPrefix` gets this reply, before the queue is asked.
-    void setReplyFor(const QByteArray& pathPrefix, const ScriptedReply& reply) { m_routes.append({pathPrefix, reply}); }
+    void setReplyFor(const QByteArray& pathPrefix, const ScriptedReply& reply) {
+        m_routes.removeIf([&](const auto& route) { return route.first == pathPrefix; });
+        m_routes.append({pathPrefix, reply});
+    }
 
     const QList<RecordedRequest>& requests() const { return m_requests; }
     RecordedRequest lastRequest() const { return m_requests.isEmpty() ? RecordedRequest{} : m_requests.last(); }

@@ -1,0 +1,202 @@
+#include "APIKeyView.h"
+#include "AdminView.h"
+#include "AppState.h"
+#include "Await.h"
+#include "DailyBarChart.h"
+#include "FolderEditView.h"
+#include "LocalService.h"
+#include "MemoryStore.h"
+#include "ScriptedServer.h"
+#include "SettingsView.h"
+#include "StatsView.h"
+#include "Theme.h"
+#include "VexoButton.h"
+#include "WidgetTest.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QLineEdit>
+#include <QNetworkAccessManager>
+#include <QPushButton>
+
+using namespace Qt::StringLiterals;
+using vexo::test::await;
+
+// The folder editor and the account screens against a scripted service.
+class tst_AccountViews final : public QObject {
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+    QNetworkAccessManager m_network;
+    MemoryStore m_store;
+    FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC)};
+    std::unique_ptr<APIService> m_api;
+    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<Theme> m_theme;
+    int m_dismissed = 0;
+
+    const QByteArray m_stats = R"({"range":"week","totals":{"created":5,"completed":2},)"
+                               R"("daily":{"created":[{"date":"2025-03-04","count":3},{"date":"bad-day","count":2}],)"
+                               R"("completed":[{"date":"2025-03-04","count":2},{"date":"bad-day","count":0}]},)"
+                               R"("priority":[{"priority":"low","count":1},{"priority":"high","count":4}]})";
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_server.listen()); }
+
+    void init() {
+        m_store.setText(u"vexo_token"_s, u"t"_s);
+        m_store.remove(u"vexo_theme"_s);
+        m_api = std::make_unique<APIService>(m_server.baseUrl(), m_network, m_store);
+        m_state = std::make_unique<AppState>(*m_api, m_store, m_clock);
+        m_theme = std::make_unique<Theme>(m_store);
+        m_server.clearRequests();
+        m_dismissed = 0;
+    }
+
+    void folderCreateDismissesAtOnce() {
+        FolderEditView view(*m_state, *m_theme, std::nullopt, [this] { ++m_dismissed; });
+        QCOMPARE(view.selectedColor(), u"#E97553"_s);
+        QVERIFY(!view.confirmButton()->isEnabled());
+        view.nameField()->setText(u"Работа"_s);
+        view.chooseColor(u"#5B8AE8"_s);
+        QCOMPARE(view.ringedColor(), u"#5B8AE8"_s);
+        ScriptedReply slow =
+            ScriptedReply::json(201, "{\"folder\":{\"id\":3,\"name\":\"Работа\",\"color\":\"#5B8AE8\"}}");
+        slow.delayMs = 200;
+        m_server.enqueue(slow);
+        view.confirm();
+        QCOMPARE(m_dismissed, 1); // before the answer
+        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Папка создана"_s));
+        const QJsonObject body = m_server.lastRequest().jsonBody();
+        QCOMPARE(body.value(u"name"_s).toString(), u"Работа"_s);
+        QCOMPARE(body.value(u"color"_s).toString(), u"#5B8AE8"_s);
+        QCOMPARE(m_state->folders().size(), 1);
+
+        FolderEditView again(*m_state, *m_theme, std::nullopt, [] {});
+        QCOMPARE(again.nameField()->text(), QString());
+        QCOMPARE(again.selectedColor(), u"#E97553"_s);
+    }
+
+    void folderEditKeepsAForeignColour() {
+        FolderEditView view(*m_state, *m_theme, Folder{7, u"Дом"_s, u"#123456"_s, {}}, [this] { ++m_dismissed; });
+        QCOMPARE(view.ringedColor(), QString());
+        QCOMPARE(view.confirmButton()->text(), u"Сохранить"_s);
+        m_server.enqueue(ScriptedReply::json(500, "{}"));
+        view.nameField()->setText(u"Квартира "_s);
+        view.confirm();
+        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Ошибка обновления папки"_s));
+        const QJsonObject body = m_server.lastRequest().jsonBody();
+        QCOMPARE(m_server.lastRequest().target, QByteArray("/api/folders/7"));
+        QCOMPARE(body.value(u"color"_s).toString(), u"#123456"_s);
+        QCOMPARE(body.value(u"name"_s).toString(), u"Квартира "_s); // as typed
+    }
+
+    void statisticsRangesAndEmptyTexts() {
+        m_server.setReplyFor("/api/user/stats", ScriptedReply::json(200, m_stats));
+        StatsView view(*m_state, *m_theme);
+        view.show();
+        QTRY_VERIFY(m_state->statsData().has_value());
+        QCOMPARE(m_server.lastRequest().target, QByteArray("/api/user/stats?range=week"));
+        QCOMPARE(view.totalsTexts(), (QStringList{u"Всего создано|5|За неделю"_s, u"Выполнено задач|2|За неделю"_s}));
+        QVERIFY(view.showsChart());
+        QCOMPARE(view.chart()->dayLabels(), (QStringList{u"4 мар."_s, u"bad-day"_s}));
+        QCOMPARE(view.priorityRows(), (QStringList{u"Низкий: 1"_s, u"Высокий: 4"_s}));
+
+        view.rangeButton(u"Месяц"_s)->click();
+        QTRY_COMPARE(m_server.lastRequest().target, QByteArray("/api/user/stats?range=month"));
+        QCOMPARE(view.totalsTexts().first(), u"Всего создано|5|За месяц"_s);
+
+        m_server.setReplyFor("/api/user/stats",
+                             ScriptedReply::json(200, R"({"range":"week","totals":{"created":0,"completed":0},)"
+                                                      R"("daily":{"created":[],"completed":[]},"priority":[]})"));
+        view.rangeButton(u"Неделя"_s)->click();
+        QTRY_VERIFY(view.showsNoDailyData());
+        QVERIFY(!view.showsChart());
+        QVERIFY(view.showsNoPriorityData());
+    }
+
+    void apiKeyCopyRegenerateAndExample() {
+        m_server.setReplyFor("/api/user/apikey/regenerate", ScriptedReply::json(200, R"({"api_key":"vexoapi-NEW"})"));
+        m_server.setReplyFor("/api/user/apikey", ScriptedReply::json(200, R"({"api_key":"vexoapi-OLD"})"));
+        APIKeyView view(*m_state, *m_theme, [] {});
+        QCOMPARE(APIKeyView::exampleCommand(u"http://h"_s, QString()),
+                 u"curl -X POST http://h/api/external/tasks \\\n  -H \"Content-Type: application/json\" \\\n"
+                 u"  -H \"x-api-key: vexoapi-...\" \\\n  -d '{\"title\": \"Моя задача\", \"priority\": \"high\"}'"_s);
+        QTRY_COMPARE(m_state->apiKeyValue(), std::optional<QString>(u"vexoapi-OLD"_s));
+        QVERIFY(view.example().contains(u"x-api-key: vexoapi-OLD"_s));
+
+        view.copy();
+        QCOMPARE(QApplication::clipboard()->text(), u"vexoapi-OLD"_s);
+        QCOMPARE(view.copyButton()->text(), u"Скопировано!"_s);
+        QTest::qWait(1000);
+        view.copy(); // does not lengthen the two seconds
+        QTest::qWait(1150);
+        QCOMPARE(view.copyButton()->text(), u"Копировать"_s);
+
+        int asked = 0;
+        view.setConfirm([&](QWidget*) {
+            ++asked;
+            return false;
+        });
+        view.regenerateButton()->click();
+        QCOMPARE(asked, 1);
+        QTest::qWait(50);
+        QVERIFY(!m_server.lastRequest().target.endsWith("regenerate"));
+        view.setConfirm([&](QWidget*) {
+            ++asked;
+            return true;
+        });
+        view.regenerateButton()->click();
+        QTRY_COMPARE(m_state->apiKeyValue(), std::optional<QString>(u"vexoapi-NEW"_s));
+        QCOMPARE(m_state->toastMessage(), std::optional<QString>(u"API ключ обновлён"_s));
+        QVERIFY(view.example().contains(u"vexoapi-NEW"_s));
+    }
+
+    void settingsThemeSwitchAndHotkeys() {
+        SettingsView view(*m_state, *m_theme, [] {});
+        QVERIFY(view.themeButton(u"Тёмная"_s)->isChecked());
+        view.themeButton(u"Светлая"_s)->click();
+        QCOMPARE(m_theme->preference(), u"light"_s);
+        QVERIFY(!m_theme->isDark());
+        QCOMPARE(m_store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
+        QCOMPARE(view.hotkeyRows(), (QStringList{u"Новая задача — N"_s, u"Закрыть окно / форму — Esc"_s,
+                                                 u"Сохранить (редактор) — "_s + SettingsView::saveKeyLabel(),
+                                                 u"Переключить выполнено — Space"_s}));
+
+        m_server.setReplyFor("/api/user/settings", ScriptedReply::json(500, R"({"error":"нет"})"));
+        view.sendSwitch()->click();
+        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Ошибка сохранения настроек"_s));
+        QCOMPARE(m_server.lastRequest().jsonBody().value(u"auto_send_bot"_s).toBool(), true);
+        QVERIFY(view.sendSwitch()->isChecked()); // no rollback
+        m_theme->setPreference(u"dark"_s);
+    }
+
+    void adminPanel() {
+        m_server.setReplyFor(
+            "/api/admin/stats",
+            ScriptedReply::json(200, R"({"total_users":3,"total_tasks":40,"active_tasks":20,"completed_tasks":15})"));
+        m_server.setReplyFor(
+            "/api/admin/users",
+            ScriptedReply::json(
+                200,
+                R"({"users":[{"id":1,"telegram_id":"12345"},)"
+                R"({"id":2,"telegram_id":"5","last_name":"Смирнова","username":"anna","task_count":1,"is_admin":true}]})"));
+        AdminView view(*m_state, *m_theme);
+        await(view.load());
+        QCOMPARE(view.cardValues(), (QStringList{u"3"_s, u"40"_s, u"20"_s, u"15"_s}));
+        QCOMPARE(view.userRows(), (QStringList{u"User #12345||—|"_s, u"Смирнова|anna|1|admin"_s}));
+        QCOMPARE(view.errorText(), QString());
+
+        m_server.setReplyFor("/api/admin/users",
+                             ScriptedReply::json(403, R"({"error":"Доступ только для администраторов"})"));
+        AdminView failing(*m_state, *m_theme);
+        await(failing.load());
+        QCOMPARE(failing.errorText(), u"Ошибка загрузки: Доступ только для администраторов"_s);
+        QCOMPARE(failing.userRows(), QStringList());
+        QCOMPARE(failing.cardValues().first(), u"—"_s);
+    }
+};
+
+VEXO_WIDGET_TEST_MAIN(tst_AccountViews)
+#include "tst_AccountViews.moc"
