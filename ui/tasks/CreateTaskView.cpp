@@ -4,6 +4,7 @@
 #include "Fonts.h"
 #include "Icons.h"
 #include "MiniCalendar.h"
+#include "PriorityChips.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
@@ -199,19 +200,10 @@ QWidget* CreateTaskView::buildDeadlineStep() {
     time->addStretch();
     layout->addLayout(time);
 
-    auto* chips = new QHBoxLayout;
-    chips->setSpacing(6);
-    for (TaskPriority priority : allTaskPriorities) {
-        auto* chip = new QPushButton(priorityWord(priority), page);
-        chip->setCursor(Qt::PointingHandCursor);
-        chip->setFont(uiFont(12));
-        chip->setCheckable(true);
-        connect(chip, &QPushButton::clicked, this, [this, priority] { choosePriority(priority); });
-        m_priorityChips << chip;
-        chips->addWidget(chip);
-    }
-    chips->addStretch();
-    layout->addLayout(chips);
+    m_priorityChips = new PriorityChips(m_theme, m_priority, page);
+    connect(m_priorityChips, &PriorityChips::priorityChosen, this,
+            [this](TaskPriority priority) { m_priority = priority; });
+    layout->addWidget(m_priorityChips);
     layout->addStretch();
 
     auto* row = new QHBoxLayout;
@@ -265,7 +257,7 @@ void CreateTaskView::chooseQuickDate(std::optional<int> dayOffset) {
 
 void CreateTaskView::choosePriority(TaskPriority priority) {
     m_priority = priority;
-    restyle();
+    m_priorityChips->setPriority(priority);
 }
 
 std::optional<QString> CreateTaskView::deadlineText() const {
@@ -315,16 +307,4 @@ void CreateTaskView::restyle() {
                          u" padding: 6px 12px; } QPushButton:hover { background: %3; }"_s;
     for (QPushButton* button : std::as_const(m_quickDates))
         button->setStyleSheet(chip.arg(p.textSecondary.name(), p.raised.name(), p.raisedHover.name()));
-    for (int i = 0; i < m_priorityChips.size(); ++i) {
-        const TaskPriority priority = allTaskPriorities[i];
-        const bool chosen = priority == m_priority;
-        QColor ground = p.priorityColor(priority);
-        ground.setAlphaF(chosen ? 0.22 : 0.0);
-        m_priorityChips[i]->setChecked(chosen);
-        m_priorityChips[i]->setStyleSheet(
-            u"QPushButton { color: %1; background: %2; border: 1px solid %3; border-radius: 7px; padding: 6px 12px;"
-            u" font-weight: %4; }"_s.arg(p.priorityColor(priority).name(), ground.name(QColor::HexArgb),
-                                         chosen ? p.priorityColor(priority).name() : p.border.name(QColor::HexArgb),
-                                         chosen ? u"600"_s : u"400"_s));
-    }
 }

@@ -11,6 +11,7 @@
 #include <optional>
 
 class AppState;
+class PriorityChips;
 class MiniCalendar;
 class QLabel;
 class QLineEdit;
@@ -72,7 +73,7 @@ private:
     MiniCalendar* m_calendar;
     QSpinBox* m_hour;
     QSpinBox* m_minute;
-    QList<QPushButton*> m_priorityChips;
+    PriorityChips* m_priorityChips;
     QList<QPushButton*> m_quickDates;
     QPushButton* m_close;
     QList<QLabel*> m_hints;

@@ -4,6 +4,7 @@
 #include "Fonts.h"
 #include "HtmlText.h"
 #include "Icons.h"
+#include "PriorityChips.h"
 #include "ServerDate.h"
 #include "Theme.h"
 #include "VexoButton.h"
@@ -71,19 +72,10 @@ EditTaskView::EditTaskView(AppState& state, Theme& theme, VexoTask task, std::fu
     layout->addWidget(m_description);
 
     label(u"Приоритет"_s);
-    auto* chips = new QHBoxLayout;
-    chips->setSpacing(6);
-    for (TaskPriority priority : allTaskPriorities) {
-        auto* chip = new QPushButton(priorityWord(priority), this);
-        chip->setCursor(Qt::PointingHandCursor);
-        chip->setFont(uiFont(12));
-        chip->setCheckable(true);
-        connect(chip, &QPushButton::clicked, this, [this, priority] { choosePriority(priority); });
-        m_priorityChips << chip;
-        chips->addWidget(chip);
-    }
-    chips->addStretch();
-    layout->addLayout(chips);
+    m_priorityChips = new PriorityChips(m_theme, m_priority, this);
+    connect(m_priorityChips, &PriorityChips::priorityChosen, this,
+            [this](TaskPriority priority) { m_priority = priority; });
+    layout->addWidget(m_priorityChips);
 
     const auto parsed =
         m_task.deadline && !m_task.deadline->isEmpty() ? parseServerDate(*m_task.deadline) : std::nullopt;
@@ -126,7 +118,7 @@ EditTaskView::EditTaskView(AppState& state, Theme& theme, VexoTask task, std::fu
 
 void EditTaskView::choosePriority(TaskPriority priority) {
     m_priority = priority;
-    restyle();
+    m_priorityChips->setPriority(priority);
 }
 
 void EditTaskView::save() {
@@ -153,15 +145,4 @@ void EditTaskView::restyle() {
         u" padding: 6px 8px; }"_s.arg(p.raised.name(), p.textPrimary.name(), p.border.name(QColor::HexArgb)));
     m_note->setText(m_state.userSettings().autoSendBot ? u"Будет отправлено в бот при сохранении"_s : QString());
     m_note->setStyleSheet(u"color: %1;"_s.arg(p.teal.name()));
-    for (int i = 0; i < m_priorityChips.size(); ++i) {
-        const TaskPriority priority = allTaskPriorities[i];
-        const bool chosen = priority == m_priority;
-        QColor ground = p.priorityColor(priority);
-        ground.setAlphaF(chosen ? 0.22 : 0.0);
-        m_priorityChips[i]->setChecked(chosen);
-        m_priorityChips[i]->setStyleSheet(
-            u"QPushButton { color: %1; background: %2; border: 1px solid %3; border-radius: 7px; padding: 6px 12px; }"_s
-                .arg(p.priorityColor(priority).name(), ground.name(QColor::HexArgb),
-                     chosen ? p.priorityColor(priority).name() : p.border.name(QColor::HexArgb)));
-    }
 }

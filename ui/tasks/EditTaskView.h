@@ -7,6 +7,7 @@
 #include <functional>
 
 class AppState;
+class PriorityChips;
 class QCheckBox;
 class QDateTimeEdit;
 class QLabel;
@@ -43,7 +44,7 @@ private:
     TaskPriority m_priority;
     QLineEdit* m_title;
     QPlainTextEdit* m_description;
-    QList<QPushButton*> m_priorityChips;
+    PriorityChips* m_priorityChips;
     QCheckBox* m_hasDeadline;
     QDateTimeEdit* m_deadline;
     QLabel* m_note;
