@@ -47,7 +47,8 @@ void HTMLTextView::render() {
     palette.setColor(QPalette::Base, Qt::transparent);
     palette.setColor(QPalette::Text, p.textSecondary);
     setPalette(palette);
-    setStyleSheet(u"QTextBrowser { background: transparent; border: none; color: %1; }"_s.arg(p.textSecondary.name()));
+    setStyleSheet(u"QTextBrowser { background: transparent; border: none; padding: 0; color: %1; }"_s.arg(
+        p.textSecondary.name()));
 
     m_imported = false;
     if (m_html.isEmpty()) {
