@@ -1,5 +1,6 @@
 #include "Utf8.h"
 
+#include <QRandomGenerator>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -19,15 +20,50 @@ private Q_SLOTS:
         QTest::newRow("four-byte") << u"😀 𝄞 🚀x"_s;
         QTest::newRow("single two-byte") << u"ё"_s;
         QTest::newRow("control characters") << u"a\u0001\n\tb"_s;
+        // Long enough for the vector path, with every kind of sequence breaking into it.
+        QTest::newRow("long cyrillic") << u"Подготовить квартальный отчёт по продажам и расходам "_s.repeated(6);
+        QTest::newRow("long mixed") << u"<p>Отчёт — «Q3» 2025: ok</p> 😀 ё ∑ x "_s.repeated(8);
+        QTest::newRow("long ascii then cyrillic")
+            << u"abcdefghijklmnopqrstuvwxyz0123456789"_s + u"яблоко"_s.repeated(9);
+        QTest::newRow("two-byte at every step edge") << u"aя"_s.repeated(40) + u"яa"_s.repeated(40);
     }
 
     void matchesQt() {
         QFETCH(QString, text);
         // Shift the text against the four- and eight-byte steps of the converter.
-        for (int pad = 0; pad < 9; ++pad) {
+        for (int pad = 0; pad < 17; ++pad) {
             const QString padded = QString(pad, u'x') + text + QString(pad % 3, u'я');
             const QByteArray utf8 = padded.toUtf8();
             QCOMPARE(utf8ToString(std::string_view(utf8.constData(), std::size_t(utf8.size()))), padded);
+        }
+    }
+
+    // Random text over every plane, weighted towards the two-byte range the vector path takes.
+    void randomTextMatchesQt() {
+        QRandomGenerator random(20251122);
+        for (int round = 0; round < 3000; ++round) {
+            QString text;
+            const int length = int(random.bounded(120));
+            for (int i = 0; i < length; ++i) {
+                char32_t code = 0;
+                switch (random.bounded(5)) {
+                case 0:
+                    code = char32_t(random.bounded(0x20, 0x7F));
+                    break;
+                case 1:
+                case 2:
+                    code = char32_t(random.bounded(0x80, 0x800));
+                    break;
+                case 3:
+                    code = char32_t(random.bounded(0x800, 0xD800));
+                    break;
+                default:
+                    code = char32_t(random.bounded(0x10000, 0x110000));
+                }
+                text += QString::fromUcs4(&code, 1);
+            }
+            const QByteArray utf8 = text.toUtf8();
+            QCOMPARE(utf8ToString(std::string_view(utf8.constData(), std::size_t(utf8.size()))), text);
         }
     }
 };
