@@ -45,6 +45,8 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     layout->setContentsMargins(24, 18, 24, 22);
     layout->setSpacing(12);
     auto* header = new QHBoxLayout;
+    m_keyIcon = new QLabel(this);
+    header->addWidget(m_keyIcon);
     m_title = new QLabel(u"API Ключ"_s, this);
     m_title->setFont(uiFont(18, QFont::Bold));
     header->addWidget(m_title);
@@ -146,6 +148,7 @@ void APIKeyView::refresh() {
     const Palette& p = m_theme.palette();
     const QString key = m_state.apiKeyValue().value_or(QString());
     m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
+    m_keyIcon->setPixmap(Icons::pixmap(u"key"_s, 18, p.accent, devicePixelRatioF()));
     m_explanation->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
     m_exampleTitle->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
     m_key->setText(key.isEmpty() ? u"…"_s : key);

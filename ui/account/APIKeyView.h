@@ -47,6 +47,7 @@ private:
     bool m_copied = false;
     bool m_regenerating = false;
     QTimer m_copiedTimer;
+    QLabel* m_keyIcon;
     QLabel* m_title;
     QLabel* m_explanation;
     QLabel* m_key;

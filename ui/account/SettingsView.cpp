@@ -45,12 +45,18 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
 
     const auto section = [&](const QString& icon, const QString& name, const QString& hint) {
         layout->addSpacing(8);
-        auto* label = new QLabel(this);
+        auto* row = new QHBoxLayout;
+        row->setSpacing(8);
+        auto* glyph = new QLabel(this);
+        glyph->setProperty("icon", icon);
+        m_icons << glyph;
+        auto* label = new QLabel(name, this);
         label->setFont(uiFont(14, QFont::DemiBold));
-        label->setText(name);
-        label->setProperty("icon", icon);
         m_titles << label;
-        layout->addWidget(label);
+        row->addWidget(glyph);
+        row->addWidget(label);
+        row->addStretch();
+        layout->addLayout(row);
         if (!hint.isEmpty()) {
             auto* text = new QLabel(hint, this);
             text->setWordWrap(true);
@@ -91,7 +97,7 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     });
     layout->addWidget(m_send);
 
-    section(u"keyboard"_s, u"Горячие клавиши"_s, QString());
+    section(QString(), u"Горячие клавиши"_s, QString());
     const QList<std::pair<QString, QString>> hotkeys{{u"Новая задача"_s, u"N"_s},
                                                      {u"Закрыть окно / форму"_s, u"Esc"_s},
                                                      {u"Сохранить (редактор)"_s, saveKeyLabel()},
@@ -135,6 +141,12 @@ void SettingsView::refresh() {
         title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
     for (QLabel* hint : std::as_const(m_hints))
         hint->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
+    for (QLabel* glyph : std::as_const(m_icons)) {
+        const QString icon = glyph->property("icon").toString();
+        glyph->setVisible(!icon.isEmpty());
+        if (!icon.isEmpty())
+            glyph->setPixmap(Icons::pixmap(icon, 15, p.accent, devicePixelRatioF()));
+    }
     for (QPushButton* button : std::as_const(m_themes)) {
         button->setChecked(button->property("theme").toString() == m_theme.preference());
         button->setStyleSheet(

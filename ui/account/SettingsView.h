@@ -33,6 +33,7 @@ private:
     QCheckBox* m_send;
     QList<QLabel*> m_titles;
     QList<QLabel*> m_hints;
+    QList<QLabel*> m_icons;
     QList<std::pair<QLabel*, QLabel*>> m_hotkeys;
     QPushButton* m_close;
 };
