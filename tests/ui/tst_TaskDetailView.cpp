@@ -112,6 +112,39 @@ private Q_SLOTS:
         QVERIFY(!m_state->selectedTask());
     }
 
+    void badgesFollowTheTask() {
+        VexoTask task;
+        task.id = 50;
+        task.title = u"Из архива"_s;
+        task.priority = TaskPriority::low;
+        task.status = TaskStatus::done;
+        task.createdAt = u"2025-03-01"_s;
+        task.source = u"bot"_s;
+        task.archived = 1;
+        task.sentToBot = 0;
+        task.deadline = u"2025-03-01T10:00:00Z"_s; // passed, but the task is done: no overdue look
+        m_view->showTask(task);
+        QCOMPARE(m_view->badgeTexts(), (QStringList{u"Низкий"_s, u"Из бота"_s, u"Архив"_s}));
+        QCOMPARE(m_view->metadataRows().value(1), u"Статус: Выполнено"_s);
+        QCOMPARE(m_view->metadataRows().last(), u"Источник: Telegram бот"_s);
+        task.source = u"Bot"_s;
+        task.sentToBot = 1;
+        task.archived = 0;
+        m_view->showTask(task);
+        QCOMPARE(m_view->badgeTexts(), (QStringList{u"Низкий"_s, u"В Telegram"_s}));
+    }
+
+    void htmlFallsBackToPlainText() {
+        HTMLTextView text(*m_theme);
+        // A head-only document imports to nothing visible; its text still has something to say.
+        text.setHtmlDescription(u"<html><head><title>Только заголовок</title></head></html>"_s);
+        QVERIFY(!text.showsImport());
+        QCOMPARE(text.toPlainText(), u"Только заголовок"_s);
+        text.setHtmlDescription(u"<p>Два&nbsp;<b>слова</b></p>"_s);
+        QVERIFY(text.showsImport());
+        QCOMPARE(text.toPlainText(), u"Два\u00a0слова"_s);
+    }
+
     void rowsOnlyWhenThereIsSomethingToShow() {
         VexoTask bare;
         bare.id = 99;
