@@ -142,7 +142,7 @@ private Q_SLOTS:
         QCOMPARE(text.toPlainText(), u"Только заголовок"_s);
         text.setHtmlDescription(u"<p>Два&nbsp;<b>слова</b></p>"_s);
         QVERIFY(text.showsImport());
-        QCOMPARE(text.toPlainText(), u"Два\u00a0слова"_s);
+        QCOMPARE(text.toPlainText(), u"Два слова"_s); // the document hands out plain spaces
     }
 
     void rowsOnlyWhenThereIsSomethingToShow() {
