@@ -4,6 +4,7 @@
 #include "BusyIndicator.h"
 #include "Fonts.h"
 #include "Icons.h"
+#include "ScrollPage.h"
 #include "StatCard.h"
 #include "Theme.h"
 #include "VexoCard.h"
@@ -21,15 +22,8 @@ AdminView::AdminView(AppState& state, Theme& theme, QWidget* parent)
     , m_state(state)
     , m_theme(theme) {
     setMinimumWidth(420);
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    auto* page = new QWidget(scroll);
-    auto* layout = new QVBoxLayout(page);
-    layout->setContentsMargins(20, 20, 20, 20);
-    layout->setSpacing(12);
+    QVBoxLayout* layout = addScrollPage(this, 12);
+    QWidget* page = layout->parentWidget();
     m_title = new QLabel(u"Панель администратора"_s, page);
     m_title->setFont(uiFont(20, QFont::Bold));
     layout->addWidget(m_title);
@@ -58,8 +52,6 @@ AdminView::AdminView(AppState& state, Theme& theme, QWidget* parent)
     m_rows->setSpacing(6);
     layout->addLayout(m_rows);
     layout->addStretch();
-    scroll->setWidget(page);
-    outer->addWidget(scroll);
     connect(&m_theme, &Theme::changed, this, &AdminView::refresh);
     refresh();
 }

@@ -3,6 +3,7 @@
 #include "AppState.h"
 #include "DailyBarChart.h"
 #include "Fonts.h"
+#include "ScrollPage.h"
 #include "Theme.h"
 #include "VexoCard.h"
 
@@ -19,15 +20,8 @@ StatsView::StatsView(AppState& state, Theme& theme, QWidget* parent)
     , m_state(state)
     , m_theme(theme) {
     setMinimumWidth(360);
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    auto* page = new QWidget(scroll);
-    auto* layout = new QVBoxLayout(page);
-    layout->setContentsMargins(20, 20, 20, 20);
-    layout->setSpacing(14);
+    QVBoxLayout* layout = addScrollPage(this, 14);
+    QWidget* page = layout->parentWidget();
 
     auto* header = new QHBoxLayout;
     m_title = new QLabel(u"Статистика"_s, page);
@@ -85,8 +79,6 @@ StatsView::StatsView(AppState& state, Theme& theme, QWidget* parent)
     m_noPriority->setFont(uiFont(13));
     layout->addWidget(m_noPriority);
     layout->addStretch();
-    scroll->setWidget(page);
-    outer->addWidget(scroll);
 
     connect(&m_state, &AppState::statsDataChanged, this, &StatsView::refresh);
     connect(&m_state, &AppState::statsRangeChanged, this, &StatsView::refresh);
