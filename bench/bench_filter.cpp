@@ -19,11 +19,13 @@ int main() {
     const QList<qint64> deadlines = TaskFiltering::deadlinesOf(tasks);
     std::printf("parsing 100000 deadlines once per load: %.2f ms\n\n", double(parse.nsecsElapsed()) / 1e6);
 
-    std::printf("%-10s %-9s %-8s %9s %10s\n", "date", "priority", "list", "visible", "ms (best)");
+    std::printf("%-10s %-9s %-8s %9s %10s %16s\n", "date", "priority", "list", "visible", "ms (best)",
+                "+ list copy ms");
     const std::optional<TaskPriority> priorities[] = {std::nullopt, TaskPriority::high, TaskPriority::medium,
                                                       TaskPriority::low};
     const char* priorityNames[] = {"any", "high", "medium", "low"};
     double worst = 0;
+    double worstWithCopy = 0;
     for (DateFilter date : allDateFilters) {
         for (int p = 0; p < 4; ++p) {
             for (const SidebarItem& item : {SidebarItem::allTasks(), SidebarItem::archived()}) {
@@ -38,12 +40,31 @@ int main() {
                     best = std::min(best, double(timer.nsecsElapsed()) / 1e6);
                     visible = indexes.size() + (counts.total < 0 ? 1 : 0);
                 }
+                // What filteredTasks() hands a caller: the visible records themselves.
+                double bestWithCopy = 1e300;
+                for (int run = 0; run < 15; ++run) {
+                    QElapsedTimer timer;
+                    timer.start();
+                    const auto indexes =
+                        TaskFiltering::visibleIndexes(tasks, deadlines, item, date, priorities[p], now);
+                    QList<VexoTask> shown;
+                    shown.reserve(indexes.size());
+                    for (qsizetype index : indexes)
+                        shown.append(tasks[index]);
+                    const auto counts = TaskFiltering::count(tasks, deadlines, now);
+                    bestWithCopy = std::min(bestWithCopy, double(timer.nsecsElapsed()) / 1e6);
+                    visible = shown.size() + (counts.total < 0 ? 1 : 0);
+                }
                 worst = std::max(worst, best);
-                std::printf("%-10s %-9s %-8s %9lld %10.2f\n", qPrintable(rawValue(date)), priorityNames[p],
-                            item.showsArchive() ? "archive" : "all", static_cast<long long>(visible), best);
+                worstWithCopy = std::max(worstWithCopy, bestWithCopy);
+                std::printf("%-10s %-9s %-8s %9lld %10.2f %16.2f\n", qPrintable(rawValue(date)), priorityNames[p],
+                            item.showsArchive() ? "archive" : "all", static_cast<long long>(visible), best,
+                            bestWithCopy);
             }
         }
     }
-    std::printf("\nslowest combination: %.2f ms (target < 5 ms)\n", worst);
+    std::printf("\nslowest combination: %.2f ms for indexes and counters, %.2f ms with the records copied"
+                " (target < 5 ms)\n",
+                worst, worstWithCopy);
     return 0;
 }

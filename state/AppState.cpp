@@ -105,8 +105,10 @@ QList<qsizetype> AppState::filteredIndexes() const {
 }
 
 QList<VexoTask> AppState::filteredTasks() const {
+    const QList<qsizetype> indexes = filteredIndexes();
     QList<VexoTask> visible;
-    for (qsizetype index : filteredIndexes())
+    visible.reserve(indexes.size());
+    for (qsizetype index : indexes)
         visible.append(m_tasks[index]);
     return visible;
 }
@@ -121,6 +123,7 @@ void AppState::setTasks(QList<VexoTask> tasks) {
     m_deadlines = TaskFiltering::deadlinesOf(tasks);
     m_tasks = std::move(tasks);
     Q_EMIT tasksChanged();
+    Q_EMIT tasksReloaded();
 }
 
 void AppState::replaceTask(const VexoTask& task) {
@@ -130,6 +133,7 @@ void AppState::replaceTask(const VexoTask& task) {
                 m_tasks[i] = task;
                 m_deadlines[i] = TaskFiltering::deadlineOf(task);
                 Q_EMIT tasksChanged();
+                Q_EMIT taskContentChanged(task.id);
             }
             break;
         }
@@ -320,6 +324,7 @@ QCoro::Task<void> AppState::sendToBot(qint64 id) {
                 if (task.sentToBot != 1) {
                     task.sentToBot = 1;
                     Q_EMIT tasksChanged();
+                    Q_EMIT taskContentChanged(id);
                 }
                 break;
             }

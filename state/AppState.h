@@ -140,6 +140,10 @@ Q_SIGNALS:
     void currentUserChanged();
     void sidebarItemChanged();
     void tasksChanged();
+    // Finer news for list views, sent after tasksChanged: one task's fields changed in place, or the
+    // whole list was replaced by a load.
+    void taskContentChanged(qint64 id);
+    void tasksReloaded();
     void isLoadingTasksChanged();
     void dateFilterChanged();
     void priorityFilterChanged();
