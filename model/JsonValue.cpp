@@ -99,6 +99,16 @@ bool JsonValue::isNull() {
 
 std::string_view JsonValue::toUtf8View() {
     expectType(json_type::string);
+    // Most strings carry no escapes: read them where they stand in the document instead of having
+    // the parser copy every one of them into its own buffer first.
+    std::string_view raw = m_value.raw_json_token();
+    while (!raw.empty() && (raw.back() == ' ' || raw.back() == '\n' || raw.back() == '\r' || raw.back() == '\t'))
+        raw.remove_suffix(1);
+    if (raw.size() >= 2 && raw.front() == '"' && raw.back() == '"') {
+        const std::string_view content = raw.substr(1, raw.size() - 2);
+        if (content.find('\\') == std::string_view::npos)
+            return content;
+    }
     std::string_view text;
     check(m_value.get_string().get(text));
     return text;
