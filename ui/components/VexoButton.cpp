@@ -22,6 +22,11 @@ void VexoButton::setIconName(const QString& name) {
     update();
 }
 
+void VexoButton::setIconTrailing(bool trailing) {
+    m_iconTrailing = trailing;
+    update();
+}
+
 QSize VexoButton::sizeHint() const {
     const int textWidth = fontMetrics().horizontalAdvance(text());
     const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
@@ -71,11 +76,16 @@ void VexoButton::paintEvent(QPaintEvent*) {
     const int textWidth = fontMetrics().horizontalAdvance(text());
     const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
     qreal x = (width() - textWidth - iconWidth) / 2.0;
-    if (!m_iconName.isEmpty()) {
-        painter.drawPixmap(QPointF(x, (height() - 14) / 2.0),
+    const auto drawIcon = [&](qreal at) {
+        painter.drawPixmap(QPointF(at, (height() - 14) / 2.0),
                            Icons::pixmap(m_iconName, 14, foreground, devicePixelRatioF()));
+    };
+    if (!m_iconName.isEmpty() && !m_iconTrailing) {
+        drawIcon(x);
         x += iconWidth;
     }
     painter.setPen(foreground);
     painter.drawText(QRectF(x, 0, textWidth + 1, height()), Qt::AlignVCenter | Qt::AlignLeft, text());
+    if (!m_iconName.isEmpty() && m_iconTrailing)
+        drawIcon(x + textWidth + (text().isEmpty() ? 0 : 6));
 }

@@ -15,6 +15,8 @@ public:
     VexoButton(Theme& theme, Kind kind, const QString& text, QWidget* parent = nullptr);
     // An icon by name, tinted to match the text.
     void setIconName(const QString& name);
+    // The icon after the text instead of before it ("Далее →").
+    void setIconTrailing(bool trailing);
     QSize sizeHint() const override;
 
 protected:
@@ -24,4 +26,5 @@ private:
     Theme& m_theme;
     Kind m_kind;
     QString m_iconName;
+    bool m_iconTrailing = false;
 };

@@ -136,6 +136,7 @@ QWidget* CreateTaskView::buildDescriptionStep() {
     row->addWidget(skip);
     auto* next = new VexoButton(m_theme, VexoButton::Kind::primary, u"Далее"_s, page);
     next->setIconName(u"arrow.right"_s);
+    next->setIconTrailing(true);
     connect(next, &QPushButton::clicked, this, [this] { goToStep(3); });
     row->addWidget(next);
     layout->addLayout(row);
