@@ -1,5 +1,7 @@
 #include "TaskDetailView.h"
 
+#include "TaskRowDelegate.h"
+
 #include "AppState.h"
 #include "BusyIndicator.h"
 #include "Fonts.h"
@@ -508,8 +510,7 @@ void TaskDetailView::rebuild() {
     else
         metaRow(u"circle.dotted"_s, u"Статус"_s, u"Активная"_s, p.teal);
     if (task.deadline && !task.deadline->isEmpty()) {
-        const auto moment = parseServerDate(*task.deadline);
-        const bool overdue = !done && moment && *moment < m_state.clock().now();
+        const bool overdue = !done && isOverdue(task.deadline, m_state.clock().now());
         metaRow(u"calendar"_s, u"Дедлайн"_s, formatDeadline(task.deadline), overdue ? p.red : p.textPrimary,
                 overdue ? u"exclamationmark.clock.fill"_s : u"clock"_s, overdue ? p.red : p.textTertiary);
     }

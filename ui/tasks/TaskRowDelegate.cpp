@@ -35,6 +35,13 @@ QRect rowRectOf(const QRect& itemRect) {
 
 } // namespace
 
+bool isOverdue(const std::optional<QString>& deadline, const QDateTime& now) {
+    if (!deadline || deadline->isEmpty())
+        return false;
+    const auto moment = parseServerDate(*deadline);
+    return moment && *moment < now;
+}
+
 TaskRowDelegate::TaskRowDelegate(Theme& theme, const Clock& clock,
                                  std::function<std::optional<Folder>(qint64)> folderLookup, QObject* parent)
     : QStyledItemDelegate(parent)
@@ -151,8 +158,7 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     drawText(priorityWord(task.priority), p.priorityColor(task.priority), uiFont(11));
     if (task.deadline && !task.deadline->isEmpty()) {
         x += 10;
-        const auto moment = parseServerDate(*task.deadline);
-        const bool overdue = task.status == TaskStatus::pending && moment && *moment < m_clock.now();
+        const bool overdue = task.status == TaskStatus::pending && isOverdue(task.deadline, m_clock.now());
         const QColor colour = overdue ? p.red : p.textTertiary;
         drawIcon(overdue ? QStringLiteral("exclamationmark.clock") : QStringLiteral("clock"), 10, colour);
         x += 4;

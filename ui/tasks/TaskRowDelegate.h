@@ -9,6 +9,11 @@
 #include <functional>
 
 class Clock;
+class QDateTime;
+
+// True when the deadline is present, readable and earlier than now. Whether a task's status lets it
+// look overdue is each screen's rule: the row asks for pending, the task page for not done.
+bool isOverdue(const std::optional<QString>& deadline, const QDateTime& now);
 class Theme;
 
 // Paints one task row: check box, title, plain-text preview of the description, and the marker line
