@@ -6,6 +6,7 @@
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
 #include "TaskDetailView.h"
+#include "TaskRowDelegate.h"
 #include "Theme.h"
 #include "VexoButton.h"
 #include "WidgetTest.h"
@@ -110,6 +111,23 @@ private Q_SLOTS:
         m_view->actionButton(u"Удалить задачу"_s)->click();
         QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача удалена"_s));
         QVERIFY(!m_state->selectedTask());
+    }
+
+    void overdueRule_data() {
+        QTest::addColumn<QString>("deadline");
+        QTest::addColumn<bool>("overdue");
+        QTest::newRow("a minute ago") << u"2025-03-05T11:59:00.000Z"_s << true;
+        QTest::newRow("exactly now") << u"2025-03-05T12:00:00Z"_s << false;
+        QTest::newRow("later today") << u"2025-03-05 18:00:00"_s << false;
+        QTest::newRow("unreadable") << u"05.03.2025"_s << false;
+        QTest::newRow("empty") << QString() << false;
+    }
+
+    void overdueRule() {
+        QFETCH(QString, deadline);
+        QFETCH(bool, overdue);
+        const QDateTime now(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC);
+        QCOMPARE(isOverdue(deadline.isNull() ? std::nullopt : std::optional<QString>(deadline), now), overdue);
     }
 
     void badgesFollowTheTask() {
