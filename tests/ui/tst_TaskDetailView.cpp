@@ -196,9 +196,20 @@ private Q_SLOTS:
         QTRY_COMPARE(m_view->thumbnailsLoaded(), 2);
         QCOMPARE(m_view->thumbnails()->count(), 2);
 
+        // A picture that cannot be had is asked for once, not again and again.
+        const ProbeReply bad = probe(
+            m_network, "POST", m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=broken.png"_s.arg(with.id),
+            "not a png", {{"Authorization", "Bearer " + m_state->token()->toUtf8()}, {"Content-Type", "image/png"}});
+        QCOMPARE(bad.status, 201);
+        m_view->showTask(without);
+        m_view->showTask(with);
+        QTRY_COMPARE(m_view->attachments().size(), 3);
+        QTest::qWait(300);
+        QCOMPARE(m_view->thumbnailsLoaded(), 2);
+
         m_view->deleteAttachment(m_view->attachments().first());
-        QTRY_COMPARE(m_view->attachments().size(), 1);
-        QCOMPARE(await(m_api->fetchAttachments(with.id)).attachments.size(), 1);
+        QTRY_COMPARE(m_view->attachments().size(), 2);
+        QCOMPARE(await(m_api->fetchAttachments(with.id)).attachments.size(), 2);
     }
 
     void aLateAnswerForAnotherTaskIsDropped() {

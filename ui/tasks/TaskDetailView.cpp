@@ -295,12 +295,20 @@ void TaskDetailView::loadThumbnail(const TaskAttachment& attachment) {
     // The local service serves files to their owner only, so the picture request carries the token.
     if (m_state.token())
         request.setRawHeader("Authorization", "Bearer " + m_state.token()->toUtf8());
+    if (m_pendingImages.contains(url) || m_failedImages.contains(url))
+        return;
+    m_pendingImages.insert(url);
     QNetworkReply* reply = m_network.get(request);
     connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
         reply->deleteLater();
+        m_pendingImages.remove(url);
         QPixmap image;
-        if (reply->error() != QNetworkReply::NoError || !image.loadFromData(reply->readAll()))
+        if (reply->error() != QNetworkReply::NoError || !image.loadFromData(reply->readAll())) {
+            // The tile stays, without its spinner, and the picture is not asked for again.
+            m_failedImages.insert(url);
+            rebuildAttachments();
             return;
+        }
         m_images.insert(url, image);
         rebuildAttachments();
     });
@@ -357,6 +365,15 @@ void TaskDetailView::rebuildAttachments() {
         item->setToolTip(attachment.filename);
         item->setData(Qt::AccessibleTextRole, attachment.filename);
         item->setSizeHint(thumbSize + QSize(10, 10));
+        if (m_pendingImages.contains(url)) {
+            // A small spinner over the tile while its picture is on the way.
+            auto* holder = new QWidget(m_thumbnails);
+            holder->setAttribute(Qt::WA_TransparentForMouseEvents);
+            auto* centre = new QVBoxLayout(holder);
+            centre->setContentsMargins(0, 0, 0, 24);
+            centre->addWidget(new BusyIndicator(m_theme, 16, holder), 0, Qt::AlignCenter);
+            m_thumbnails->setItemWidget(item, holder);
+        }
     }
 }
 

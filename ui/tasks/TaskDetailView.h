@@ -6,6 +6,7 @@
 #include <QCoroTask>
 #include <QHash>
 #include <QPixmap>
+#include <QSet>
 #include <QUrl>
 #include <QWidget>
 
@@ -69,6 +70,8 @@ private:
     bool m_loadingAttachments = false;
     int m_generation = 0;
     QHash<QUrl, QPixmap> m_images; // for the session: a task seen again shows its pictures at once
+    QSet<QUrl> m_pendingImages;
+    QSet<QUrl> m_failedImages;
 
     QWidget* m_header;
     VexoButton* m_back;
