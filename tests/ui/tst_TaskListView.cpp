@@ -252,6 +252,18 @@ private Q_SLOTS:
         QCOMPARE(m_view->newTaskButton()->shortcut(), QKeySequence(Qt::Key_N));
     }
 
+    void hoveredRowTakesTheHoverColour() {
+        QListView* list = m_view->listView();
+        const QRect row = list->visualRect(m_view->model()->index(1));
+        const QPoint inside(row.right() - 40, row.top() + 8);
+        const auto fillAt = [&](const QPoint& point) { return list->viewport()->grab().toImage().pixelColor(point); };
+        QCOMPARE(fillAt(inside), m_theme->palette().raised);
+        QTest::mouseMove(list->viewport(), inside);
+        QTRY_COMPARE(fillAt(inside), m_theme->palette().raisedHover); // after the 0.1 s fade
+        QTest::mouseMove(list->viewport(), list->visualRect(m_view->model()->index(3)).center());
+        QTRY_COMPARE(fillAt(inside), m_theme->palette().raised);
+    }
+
     void bareNOpensTheCreateFlag() {
         m_view->listView()->setFocus(); // even with the list, which searches as you type, focused
         // A shortcut reaches only the active window, as on a desktop.

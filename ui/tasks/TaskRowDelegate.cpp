@@ -9,9 +9,11 @@
 #include "TaskListModel.h"
 #include "Theme.h"
 
+#include <QAbstractScrollArea>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPointer>
 
 namespace {
 
@@ -35,6 +37,12 @@ QRect rowRectOf(const QRect& itemRect) {
 
 } // namespace
 
+QColor mixed(const QColor& from, const QColor& to, qreal t) {
+    return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * t,
+                            from.greenF() + (to.greenF() - from.greenF()) * t,
+                            from.blueF() + (to.blueF() - from.blueF()) * t);
+}
+
 bool isOverdue(const std::optional<QString>& deadline, const QDateTime& now) {
     if (!deadline || deadline->isEmpty())
         return false;
@@ -47,7 +55,14 @@ TaskRowDelegate::TaskRowDelegate(Theme& theme, const Clock& clock,
     : QStyledItemDelegate(parent)
     , m_theme(theme)
     , m_clock(clock)
-    , m_folderLookup(std::move(folderLookup)) {}
+    , m_folderLookup(std::move(folderLookup)) {
+    m_hoverFade.setDuration(100);
+    m_hoverFade.setEasingCurve(QEasingCurve::OutCubic);
+    connect(&m_hoverFade, &QVariantAnimation::valueChanged, this, [this] {
+        if (m_fadedViewport)
+            m_fadedViewport->update();
+    });
+}
 
 QString TaskRowDelegate::previewOf(const VexoTask& task) const {
     if (!task.description || task.description->isEmpty())
@@ -93,7 +108,7 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     painter->setRenderHint(QPainter::Antialiasing);
     QPainterPath frame;
     frame.addRoundedRect(QRectF(row).adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
-    painter->fillPath(frame, hovered ? p.raisedHover : p.raised);
+    painter->fillPath(frame, rowFill(task.id, hovered, option.widget));
     painter->setPen(QPen((option.state & QStyle::State_HasFocus) ? p.accent : p.border, 1));
     painter->drawPath(frame);
 
@@ -183,6 +198,27 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         drawIcon(QStringLiteral("bubble.left.fill"), 9, p.textTertiary);
     }
     painter->restore();
+}
+
+QColor TaskRowDelegate::rowFill(qint64 id, bool hovered, const QWidget* viewport) const {
+    const Palette& p = m_theme.palette();
+    // The pointer moved onto another row, or off the rows: the new row fades in, the old one out.
+    if ((hovered && id != m_hoverId) || (!hovered && id == m_hoverId)) {
+        m_leavingId = m_hoverId;
+        m_hoverId = hovered ? id : -1;
+        m_hoverFade.stop();
+        m_hoverFade.setStartValue(0.0);
+        m_hoverFade.setEndValue(1.0);
+        m_hoverFade.start();
+        if (const auto* view = qobject_cast<const QAbstractScrollArea*>(viewport))
+            m_fadedViewport = view->viewport();
+    }
+    const qreal t = m_hoverFade.state() == QAbstractAnimation::Running ? m_hoverFade.currentValue().toReal() : 1.0;
+    if (id == m_hoverId)
+        return mixed(p.raised, p.raisedHover, t);
+    if (id == m_leavingId)
+        return mixed(p.raisedHover, p.raised, t);
+    return p.raised;
 }
 
 bool TaskRowDelegate::editorEvent(QEvent* event, QAbstractItemModel*, const QStyleOptionViewItem& option,

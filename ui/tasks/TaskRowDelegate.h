@@ -4,7 +4,9 @@
 #include "VexoTask.h"
 
 #include <QHash>
+#include <QPointer>
 #include <QStyledItemDelegate>
+#include <QVariantAnimation>
 
 #include <functional>
 
@@ -57,4 +59,11 @@ private:
     };
     mutable QHash<qint64, Preview> m_hasPreview;
     QPersistentModelIndex m_pressedOnCheckBox;
+
+    // The row under the pointer fades to the hover colour in 0.1 s, the one it left fades back.
+    QColor rowFill(qint64 id, bool hovered, const QWidget* viewport) const;
+    mutable qint64 m_hoverId = -1;
+    mutable qint64 m_leavingId = -1;
+    mutable QVariantAnimation m_hoverFade;
+    mutable QPointer<QWidget> m_fadedViewport;
 };
