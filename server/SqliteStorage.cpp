@@ -577,10 +577,11 @@ std::optional<QString> SqliteStorage::deleteAttachment(qint64 userId, qint64 tas
     return stored->storedName;
 }
 
-QHash<QString, qint64> SqliteStorage::countsByDay(const QString& column, qint64 userId, const QString& fromDay,
-                                                  const QString& toDay) {
-    QSqlQuery query = prepare(u"SELECT SUBSTR(%1, 1, 10) AS day, COUNT(*) FROM tasks WHERE user_id = ?"
-                              u" AND %1 IS NOT NULL AND SUBSTR(%1, 1, 10) BETWEEN ? AND ? GROUP BY day"_s.arg(column));
+// Tasks of a user whose `dayColumn` falls in [fromDay, toDay], counted per value of `group`.
+QHash<QString, qint64> SqliteStorage::countsBy(const QString& group, const QString& dayColumn, qint64 userId,
+                                               const QString& fromDay, const QString& toDay) {
+    QSqlQuery query = prepare(u"SELECT %1 AS grp, COUNT(*) FROM tasks WHERE user_id = ? AND %2 IS NOT NULL"
+                              u" AND SUBSTR(%2, 1, 10) BETWEEN ? AND ? GROUP BY grp"_s.arg(group, dayColumn));
     query.addBindValue(userId);
     query.addBindValue(fromDay);
     query.addBindValue(toDay);
@@ -592,24 +593,15 @@ QHash<QString, qint64> SqliteStorage::countsByDay(const QString& column, qint64 
 }
 
 QHash<QString, qint64> SqliteStorage::createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
-    return countsByDay(u"created_at"_s, userId, fromDay, toDay);
+    return countsBy(u"SUBSTR(created_at, 1, 10)"_s, u"created_at"_s, userId, fromDay, toDay);
 }
 
 QHash<QString, qint64> SqliteStorage::completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
-    return countsByDay(u"completed_at"_s, userId, fromDay, toDay);
+    return countsBy(u"SUBSTR(completed_at, 1, 10)"_s, u"completed_at"_s, userId, fromDay, toDay);
 }
 
 QHash<QString, qint64> SqliteStorage::createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay) {
-    QSqlQuery query = prepare(u"SELECT priority, COUNT(*) FROM tasks WHERE user_id = ?"
-                              u" AND SUBSTR(created_at, 1, 10) BETWEEN ? AND ? GROUP BY priority"_s);
-    query.addBindValue(userId);
-    query.addBindValue(fromDay);
-    query.addBindValue(toDay);
-    execute(query);
-    QHash<QString, qint64> counts;
-    while (query.next())
-        counts.insert(query.value(0).toString(), query.value(1).toLongLong());
-    return counts;
+    return countsBy(u"priority"_s, u"created_at"_s, userId, fromDay, toDay);
 }
 
 AdminStats SqliteStorage::adminStats() {

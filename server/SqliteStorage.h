@@ -69,8 +69,8 @@ private:
     void migrate();
     std::optional<StoredUser> userWhere(const QString& condition, const QVariant& value);
     void appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now);
-    QHash<QString, qint64> countsByDay(const QString& column, qint64 userId, const QString& fromDay,
-                                       const QString& toDay);
+    QHash<QString, qint64> countsBy(const QString& group, const QString& dayColumn, qint64 userId,
+                                    const QString& fromDay, const QString& toDay);
 
     QString m_connectionName;
     QSqlDatabase m_db;
