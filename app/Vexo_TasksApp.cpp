@@ -21,4 +21,8 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base)
     m_window->resize(1100, 720);
 }
 
-Vexo_TasksApp::~Vexo_TasksApp() = default;
+Vexo_TasksApp::~Vexo_TasksApp() {
+    // The window first, then whatever is still on the wire, while the state can still take the news.
+    m_window.reset();
+    m_api->abortPending();
+}

@@ -76,6 +76,14 @@ APIService::APIService(QString base, QNetworkAccessManager& network, const KeyVa
     , m_store(store)
     , m_timeout(timeout) {}
 
+void APIService::abortPending() const {
+    const auto replies = m_network.findChildren<QNetworkReply*>();
+    for (QNetworkReply* reply : replies) {
+        if (reply->isRunning())
+            reply->abort();
+    }
+}
+
 QString APIService::configuredBase() {
     QString base = qEnvironmentVariable("VEXO_BASE_URL");
     if (base.isEmpty())

@@ -86,6 +86,10 @@ public:
     QUrl attachmentFileURL(qint64 taskId, qint64 attachmentId) const;
     QUrl avatarURL(const QString& identifier) const;
 
+    // Ends every request still on the wire: each waiting caller gets its transport error now
+    // instead of waiting on a reply that the network manager's destruction would silently delete.
+    void abortPending() const;
+
     static QString tasksQuery(bool archived, std::optional<TaskStatus> status, std::optional<qint64> folderId);
 
 private:

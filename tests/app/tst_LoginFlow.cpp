@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "Await.h"
+#include "ClientRig.h"
 #include "ContentView.h"
 #include "LocalService.h"
 #include "LoginView.h"
@@ -22,28 +23,23 @@ class tst_LoginFlow final : public QObject {
 
 private:
     std::unique_ptr<LocalService> m_service;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<ContentView> m_window;
 
 private Q_SLOTS:
     void init() {
         m_service = std::make_unique<LocalService>();
-        m_store = MemoryStore();
-        m_api = std::make_unique<APIService>(m_service->baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_service->clock());
-        m_theme = std::make_unique<Theme>(m_store);
-        m_window = std::make_unique<ContentView>(*m_state, *m_theme, m_network);
+        m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
+        m_theme = std::make_unique<Theme>(m_client->store);
+        m_window = std::make_unique<ContentView>(m_client->state, *m_theme, m_client->network);
         m_window->resize(1000, 700);
         m_window->show();
     }
 
     void cleanup() {
         m_window.reset();
-        m_state.reset();
+        m_client.reset();
     }
 
     void refusedKeyShowsTheServicesWords() {
@@ -59,9 +55,8 @@ private Q_SLOTS:
     }
 
     void unreachableServiceSaysSo() {
-        APIService nowhere(u"http://127.0.0.1:1"_s, m_network, m_store);
-        AppState state(nowhere, m_store, m_service->clock());
-        ContentView window(state, *m_theme, m_network);
+        ClientRig nowhere(u"http://127.0.0.1:1"_s, m_service->clock());
+        ContentView window(nowhere.state, *m_theme, nowhere.network);
         window.show();
         QTest::keyClicks(window.loginView()->keyField(), u"vexo-tasks-x"_s);
         QTest::keyClick(window.loginView()->keyField(), Qt::Key_Return);
@@ -74,33 +69,33 @@ private Q_SLOTS:
         login->keyField()->setText(u"  \t"_s + key + u"  "_s);
         QTest::keyClick(login->keyField(), Qt::Key_Return);
         QTRY_COMPARE(m_window->currentWidget(), m_window->mainView());
-        QCOMPARE(m_state->currentUser()->firstName, std::optional<QString>(u"Лев"_s));
-        QCOMPARE(m_store.text(u"vexo_token"_s), m_state->token());
+        QCOMPARE(m_client->state.currentUser()->firstName, std::optional<QString>(u"Лев"_s));
+        QCOMPARE(m_client->store.text(u"vexo_token"_s), m_client->state.token());
 
-        m_state->logout();
+        m_client->state.logout();
         QCOMPARE(m_window->currentWidget(), login);
     }
 
     void sheetsOpenAsWindowModalDialogsThatEscCloses() {
-        vexo::test::await(m_state->login(m_service->addUser(u"9"_s)));
+        vexo::test::await(m_client->state.login(m_service->addUser(u"9"_s)));
         MainView* main = m_window->mainView();
         main->setSheetFactory(MainView::Sheet::createTask,
                               [](QDialog* dialog) { return new QLabel(u"мастер"_s, dialog); });
         m_window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
         QTest::keyClick(m_window.get(), Qt::Key_N);
-        QTRY_VERIFY(m_state->showCreateTask()); // a button's shortcut clicks it after its press animation
+        QTRY_VERIFY(m_client->state.showCreateTask()); // a button's shortcut clicks it after its press animation
         QDialog* sheet = main->openSheet(MainView::Sheet::createTask);
         QVERIFY(sheet);
         QCOMPARE(sheet->windowModality(), Qt::WindowModal);
         QTest::keyClick(sheet, Qt::Key_Escape);
-        QTRY_VERIFY(!m_state->showCreateTask());
+        QTRY_VERIFY(!m_client->state.showCreateTask());
         QVERIFY(!main->openSheet(MainView::Sheet::createTask));
 
         // Closing from the state closes the window too.
-        m_state->setShowCreateTask(true);
+        m_client->state.setShowCreateTask(true);
         QVERIFY(main->openSheet(MainView::Sheet::createTask));
-        m_state->setShowCreateTask(false);
+        m_client->state.setShowCreateTask(false);
         QVERIFY(!main->openSheet(MainView::Sheet::createTask));
     }
 };

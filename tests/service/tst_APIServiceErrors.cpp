@@ -187,6 +187,19 @@ private Q_SLOTS:
         QVERIFY(clock.elapsed() >= 250);
     }
 
+    // A request still waiting when the client shuts down ends with a transport error instead of
+    // leaving its caller suspended for ever.
+    void abortPendingEndsWaitingRequests() {
+        m_server.enqueue(ScriptedReply::neverAnswer());
+        const APIService api(m_server.baseUrl(), m_network, m_store);
+        QCoro::Task<FoldersResponse> waiting = api.fetchFolders();
+        QTRY_COMPARE(m_server.requests().size(), 1);
+        api.abortPending();
+        const auto error = transportErrorOf(std::move(waiting));
+        QVERIFY(error.has_value());
+        QCOMPARE(error->code(), QNetworkReply::OperationCanceledError);
+    }
+
     void slowButInTimeSucceeds() {
         ScriptedReply reply = ScriptedReply::json(200, R"({"folders":[]})");
         reply.delayMs = 100;

@@ -2,6 +2,7 @@
 #include "AdminView.h"
 #include "AppState.h"
 #include "Await.h"
+#include "ClientRig.h"
 #include "DailyBarChart.h"
 #include "FolderEditView.h"
 #include "LocalService.h"
@@ -29,11 +30,8 @@ class tst_AccountViews final : public QObject {
 
 private:
     ScriptedServer m_server;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
     FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC)};
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     int m_dismissed = 0;
 
@@ -46,17 +44,14 @@ private Q_SLOTS:
     void initTestCase() { QVERIFY(m_server.listen()); }
 
     void init() {
-        m_store.setText(u"vexo_token"_s, u"t"_s);
-        m_store.remove(u"vexo_theme"_s);
-        m_api = std::make_unique<APIService>(m_server.baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_clock);
-        m_theme = std::make_unique<Theme>(m_store);
+        m_client = std::make_unique<ClientRig>(m_server.baseUrl(), m_clock, u"t"_s);
+        m_theme = std::make_unique<Theme>(m_client->store);
         m_server.clearRequests();
         m_dismissed = 0;
     }
 
     void folderCreateDismissesAtOnce() {
-        FolderEditView view(*m_state, *m_theme, std::nullopt, [this] { ++m_dismissed; });
+        FolderEditView view(m_client->state, *m_theme, std::nullopt, [this] { ++m_dismissed; });
         QCOMPARE(view.selectedColor(), u"#E97553"_s);
         QVERIFY(!view.confirmButton()->isEnabled());
         view.nameField()->setText(u"Работа"_s);
@@ -68,25 +63,26 @@ private Q_SLOTS:
         m_server.enqueue(slow);
         view.confirm();
         QCOMPARE(m_dismissed, 1); // before the answer
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Папка создана"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Папка создана"_s));
         const QJsonObject body = m_server.lastRequest().jsonBody();
         QCOMPARE(body.value(u"name"_s).toString(), u"Работа"_s);
         QCOMPARE(body.value(u"color"_s).toString(), u"#5B8AE8"_s);
-        QCOMPARE(m_state->folders().size(), 1);
+        QCOMPARE(m_client->state.folders().size(), 1);
 
-        FolderEditView again(*m_state, *m_theme, std::nullopt, [] {});
+        FolderEditView again(m_client->state, *m_theme, std::nullopt, [] {});
         QCOMPARE(again.nameField()->text(), QString());
         QCOMPARE(again.selectedColor(), u"#E97553"_s);
     }
 
     void folderEditKeepsAForeignColour() {
-        FolderEditView view(*m_state, *m_theme, Folder{7, u"Дом"_s, u"#123456"_s, {}}, [this] { ++m_dismissed; });
+        FolderEditView view(m_client->state, *m_theme, Folder{7, u"Дом"_s, u"#123456"_s, {}},
+                            [this] { ++m_dismissed; });
         QCOMPARE(view.ringedColor(), QString());
         QCOMPARE(view.confirmButton()->text(), u"Сохранить"_s);
         m_server.enqueue(ScriptedReply::json(500, "{}"));
         view.nameField()->setText(u"Квартира "_s);
         view.confirm();
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Ошибка обновления папки"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Ошибка обновления папки"_s));
         const QJsonObject body = m_server.lastRequest().jsonBody();
         QCOMPARE(m_server.lastRequest().target, QByteArray("/api/folders/7"));
         QCOMPARE(body.value(u"color"_s).toString(), u"#123456"_s);
@@ -95,9 +91,9 @@ private Q_SLOTS:
 
     void statisticsRangesAndEmptyTexts() {
         m_server.setReplyFor("/api/user/stats", ScriptedReply::json(200, m_stats));
-        StatsView view(*m_state, *m_theme);
+        StatsView view(m_client->state, *m_theme);
         view.show();
-        QTRY_VERIFY(m_state->statsData().has_value());
+        QTRY_VERIFY(m_client->state.statsData().has_value());
         QCOMPARE(m_server.lastRequest().target, QByteArray("/api/user/stats?range=week"));
         QCOMPARE(view.totalsTexts(), (QStringList{u"Всего создано|5|За неделю"_s, u"Выполнено задач|2|За неделю"_s}));
         QVERIFY(view.showsChart());
@@ -120,11 +116,11 @@ private Q_SLOTS:
     void apiKeyCopyRegenerateAndExample() {
         m_server.setReplyFor("/api/user/apikey/regenerate", ScriptedReply::json(200, R"({"api_key":"vexoapi-NEW"})"));
         m_server.setReplyFor("/api/user/apikey", ScriptedReply::json(200, R"({"api_key":"vexoapi-OLD"})"));
-        APIKeyView view(*m_state, *m_theme, [] {});
+        APIKeyView view(m_client->state, *m_theme, [] {});
         QCOMPARE(APIKeyView::exampleCommand(u"http://h"_s, QString()),
                  u"curl -X POST http://h/api/external/tasks \\\n  -H \"Content-Type: application/json\" \\\n"
                  u"  -H \"x-api-key: vexoapi-...\" \\\n  -d '{\"title\": \"Моя задача\", \"priority\": \"high\"}'"_s);
-        QTRY_COMPARE(m_state->apiKeyValue(), std::optional<QString>(u"vexoapi-OLD"_s));
+        QTRY_COMPARE(m_client->state.apiKeyValue(), std::optional<QString>(u"vexoapi-OLD"_s));
         QVERIFY(view.example().contains(u"x-api-key: vexoapi-OLD"_s));
 
         QElapsedTimer clock;
@@ -151,25 +147,25 @@ private Q_SLOTS:
             return true;
         });
         view.regenerateButton()->click();
-        QTRY_COMPARE(m_state->apiKeyValue(), std::optional<QString>(u"vexoapi-NEW"_s));
-        QCOMPARE(m_state->toastMessage(), std::optional<QString>(u"API ключ обновлён"_s));
+        QTRY_COMPARE(m_client->state.apiKeyValue(), std::optional<QString>(u"vexoapi-NEW"_s));
+        QCOMPARE(m_client->state.toastMessage(), std::optional<QString>(u"API ключ обновлён"_s));
         QVERIFY(view.example().contains(u"vexoapi-NEW"_s));
     }
 
     void settingsThemeSwitchAndHotkeys() {
-        SettingsView view(*m_state, *m_theme, [] {});
+        SettingsView view(m_client->state, *m_theme, [] {});
         QVERIFY(view.themeButton(u"Тёмная"_s)->isChecked());
         view.themeButton(u"Светлая"_s)->click();
         QCOMPARE(m_theme->preference(), u"light"_s);
         QVERIFY(!m_theme->isDark());
-        QCOMPARE(m_store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
+        QCOMPARE(m_client->store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
         QCOMPARE(view.hotkeyRows(), (QStringList{u"Новая задача — N"_s, u"Закрыть окно / форму — Esc"_s,
                                                  u"Сохранить (редактор) — "_s + SettingsView::saveKeyLabel(),
                                                  u"Переключить выполнено — Space"_s}));
 
         m_server.setReplyFor("/api/user/settings", ScriptedReply::json(500, R"({"error":"нет"})"));
         view.sendSwitch()->click();
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Ошибка сохранения настроек"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Ошибка сохранения настроек"_s));
         QCOMPARE(m_server.lastRequest().jsonBody().value(u"auto_send_bot"_s).toBool(), true);
         QVERIFY(view.sendSwitch()->isChecked()); // no rollback
         m_theme->setPreference(u"dark"_s);
@@ -185,7 +181,7 @@ private Q_SLOTS:
                 200,
                 R"({"users":[{"id":1,"telegram_id":"12345"},)"
                 R"({"id":2,"telegram_id":"5","last_name":"Смирнова","username":"anna","task_count":1,"is_admin":true}]})"));
-        AdminView view(*m_state, *m_theme);
+        AdminView view(m_client->state, *m_theme);
         await(view.load());
         QCOMPARE(view.cardValues(), (QStringList{u"3"_s, u"40"_s, u"20"_s, u"15"_s}));
         QCOMPARE(view.userRows(), (QStringList{u"User #12345||—|"_s, u"Смирнова|anna|1|admin"_s}));
@@ -193,7 +189,7 @@ private Q_SLOTS:
 
         m_server.setReplyFor("/api/admin/users",
                              ScriptedReply::json(403, R"({"error":"Доступ только для администраторов"})"));
-        AdminView failing(*m_state, *m_theme);
+        AdminView failing(m_client->state, *m_theme);
         await(failing.load());
         QCOMPARE(failing.errorText(), u"Ошибка загрузки: Доступ только для администраторов"_s);
         QCOMPARE(failing.userRows(), QStringList());

@@ -1,4 +1,5 @@
 #include "AppState.h"
+#include "ClientRig.h"
 #include "CreateTaskView.h"
 #include "MemoryStore.h"
 #include "MiniCalendar.h"
@@ -20,11 +21,8 @@ class tst_CreateTaskView final : public QObject {
 
 private:
     ScriptedServer m_server;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
     FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(7, 0), Qt::UTC)};
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<CreateTaskView> m_view;
     int m_dismissed = 0;
@@ -36,12 +34,10 @@ private Q_SLOTS:
     void initTestCase() { QVERIFY(m_server.listen()); }
 
     void init() {
-        m_store.setText(u"vexo_token"_s, u"t"_s);
-        m_api = std::make_unique<APIService>(m_server.baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_clock);
-        m_theme = std::make_unique<Theme>(m_store);
+        m_client = std::make_unique<ClientRig>(m_server.baseUrl(), m_clock, u"t"_s);
+        m_theme = std::make_unique<Theme>(m_client->store);
         m_dismissed = 0;
-        m_view = std::make_unique<CreateTaskView>(*m_state, *m_theme, [this] { ++m_dismissed; });
+        m_view = std::make_unique<CreateTaskView>(m_client->state, *m_theme, [this] { ++m_dismissed; });
         m_view->show();
         m_server.clearRequests();
     }
@@ -113,8 +109,8 @@ private Q_SLOTS:
         QCOMPARE(body.value(u"priority"_s).toString(), u"high"_s);
         QCOMPARE(body.value(u"deadline"_s).toString(), u"2025-03-05T15:00:00.000Z"_s);
         QVERIFY(!body.contains(u"description"_s));
-        QCOMPARE(m_state->tasks().first().id, 9);
-        QCOMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача создана"_s));
+        QCOMPARE(m_client->state.tasks().first().id, 9);
+        QCOMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача создана"_s));
     }
 
     void failureStillCloses() {
@@ -123,8 +119,8 @@ private Q_SLOTS:
         m_server.enqueue(ScriptedReply::json(400, R"({"error":"Слишком длинно"})"));
         m_view->create();
         QTRY_COMPARE(m_dismissed, 1);
-        QCOMPARE(m_state->toastMessage(), std::optional<QString>(u"Ошибка: Слишком длинно"_s));
-        QVERIFY(m_state->tasks().isEmpty());
+        QCOMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Ошибка: Слишком длинно"_s));
+        QVERIFY(m_client->state.tasks().isEmpty());
     }
 };
 

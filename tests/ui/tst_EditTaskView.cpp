@@ -1,4 +1,5 @@
 #include "AppState.h"
+#include "ClientRig.h"
 #include "EditTaskView.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
@@ -19,11 +20,8 @@ class tst_EditTaskView final : public QObject {
 
 private:
     ScriptedServer m_server;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
     FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(7, 0), Qt::UTC)};
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     int m_dismissed = 0;
 
@@ -40,7 +38,7 @@ private:
 
     std::unique_ptr<EditTaskView> open(const VexoTask& t) {
         m_dismissed = 0;
-        auto view = std::make_unique<EditTaskView>(*m_state, *m_theme, t, [this] { ++m_dismissed; });
+        auto view = std::make_unique<EditTaskView>(m_client->state, *m_theme, t, [this] { ++m_dismissed; });
         view->show();
         return view;
     }
@@ -49,10 +47,8 @@ private Q_SLOTS:
     void initTestCase() { QVERIFY(m_server.listen()); }
 
     void init() {
-        m_store.setText(u"vexo_token"_s, u"t"_s);
-        m_api = std::make_unique<APIService>(m_server.baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_clock);
-        m_theme = std::make_unique<Theme>(m_store);
+        m_client = std::make_unique<ClientRig>(m_server.baseUrl(), m_clock, u"t"_s);
+        m_theme = std::make_unique<Theme>(m_client->store);
         m_server.clearRequests();
         m_server.setDefaultReply(ScriptedReply::json(
             200, R"({"task":{"id":4,"title":"x","priority":"low","status":"pending","created_at":"2025-03-01"}})"));
@@ -112,7 +108,7 @@ private Q_SLOTS:
     void noteOnlyWithAutomaticSending() {
         auto view = open(task(std::nullopt));
         QCOMPARE(view->autoSendNote()->text(), QString());
-        m_state->setUserSettings(UserSettings{true});
+        m_client->state.setUserSettings(UserSettings{true});
         QCOMPARE(view->autoSendNote()->text(), u"Будет отправлено в бот при сохранении"_s);
     }
 };

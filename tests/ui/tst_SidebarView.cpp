@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "Await.h"
+#include "ClientRig.h"
 #include "JsonWriter.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
@@ -21,60 +22,55 @@ class tst_SidebarView final : public QObject {
 
 private:
     std::unique_ptr<LocalService> m_service;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<SidebarView> m_sidebar;
 
     void start(bool admin) {
         m_service = std::make_unique<LocalService>();
-        m_store = MemoryStore();
-        m_api = std::make_unique<APIService>(m_service->baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_service->clock());
-        m_theme = std::make_unique<Theme>(m_store);
-        m_sidebar = std::make_unique<SidebarView>(*m_state, *m_theme, m_network);
+        m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
+        m_theme = std::make_unique<Theme>(m_client->store);
+        m_sidebar = std::make_unique<SidebarView>(m_client->state, *m_theme, m_client->network);
         m_sidebar->resize(260, 700);
         m_sidebar->show();
-        await(m_state->login(m_service->addUser(u"5"_s, admin, u"Мария"_s)));
+        await(m_client->state.login(m_service->addUser(u"5"_s, admin, u"Мария"_s)));
     }
 
 private Q_SLOTS:
     void cleanup() {
         m_sidebar.reset();
-        m_state.reset();
+        m_client.reset();
     }
 
     void navigationLoadsTheList() {
         start(false);
-        await(m_state->createTask(u"Сделать"_s, TaskPriority::medium, {}, {}));
+        await(m_client->state.createTask(u"Сделать"_s, TaskPriority::medium, {}, {}));
         QPushButton* done = m_sidebar->itemButton(u"Выполненные"_s);
         QVERIFY(done);
         QTest::mouseClick(done, Qt::LeftButton);
-        QCOMPARE(m_state->sidebarItem(), SidebarItem::done());
+        QCOMPARE(m_client->state.sidebarItem(), SidebarItem::done());
         QVERIFY(done->isChecked());
         QVERIFY(!m_sidebar->itemButton(u"Все задачи"_s)->isChecked());
-        QTRY_VERIFY(!m_state->isLoadingTasks());
-        QVERIFY(m_state->tasks().isEmpty());
+        QTRY_VERIFY(!m_client->state.isLoadingTasks());
+        QVERIFY(m_client->state.tasks().isEmpty());
         QTest::mouseClick(m_sidebar->itemButton(u"Активные"_s), Qt::LeftButton);
-        QTRY_COMPARE(m_state->tasks().size(), 1);
+        QTRY_COMPARE(m_client->state.tasks().size(), 1);
     }
 
     void accountItemsAndAdmin() {
         start(false);
         QVERIFY(m_sidebar->itemButton(u"Админ"_s)->isHidden());
         QTest::mouseClick(m_sidebar->itemButton(u"Настройки"_s), Qt::LeftButton);
-        QVERIFY(m_state->showSettings());
+        QVERIFY(m_client->state.showSettings());
         QTest::mouseClick(m_sidebar->itemButton(u"API ключ"_s), Qt::LeftButton);
-        QVERIFY(m_state->showApiKey());
+        QVERIFY(m_client->state.showApiKey());
         QCOMPARE(m_sidebar->userName(), u"Мария"_s);
         QVERIFY(!m_sidebar->hasAvatar());
         QCOMPARE(m_sidebar->newFolderButton()->accessibleName(), u"Новая папка"_s);
         QTest::mouseClick(m_sidebar->newFolderButton(), Qt::LeftButton);
-        QVERIFY(m_state->showNewFolder());
+        QVERIFY(m_client->state.showNewFolder());
 
-        m_state->logout();
+        m_client->state.logout();
         start(true);
         QVERIFY(!m_sidebar->itemButton(u"Админ"_s)->isHidden());
     }
@@ -82,27 +78,27 @@ private Q_SLOTS:
     void foldersTheirMenuAndLogout() {
         start(false);
         QCOMPARE(m_sidebar->folderButtons().size(), 0);
-        await(m_state->createFolder(u"Дом"_s, u"#4ECDC4"_s));
-        await(m_state->createFolder(u"Работа"_s, u"#FF6B6B"_s));
+        await(m_client->state.createFolder(u"Дом"_s, u"#4ECDC4"_s));
+        await(m_client->state.createFolder(u"Работа"_s, u"#FF6B6B"_s));
         QCOMPARE(m_sidebar->folderButtons().size(), 2);
         QCOMPARE(m_sidebar->folderButtons()[0]->text(), u"Дом"_s);
 
         QTest::mouseClick(m_sidebar->folderButtons()[1], Qt::LeftButton);
-        QCOMPARE(m_state->sidebarItem(), SidebarItem::folder(m_state->folders()[1].id));
-        QCOMPARE(m_state->selectedFolderId(), std::optional<qint64>(m_state->folders()[1].id));
+        QCOMPARE(m_client->state.sidebarItem(), SidebarItem::folder(m_client->state.folders()[1].id));
+        QCOMPARE(m_client->state.selectedFolderId(), std::optional<qint64>(m_client->state.folders()[1].id));
 
-        QMenu* menu = m_sidebar->folderMenu(m_state->folders()[1], m_sidebar.get());
+        QMenu* menu = m_sidebar->folderMenu(m_client->state.folders()[1], m_sidebar.get());
         QCOMPARE(menu->actions().size(), 2);
         QCOMPARE(menu->actions()[0]->text(), u"Редактировать"_s);
         menu->actions()[0]->trigger();
-        QVERIFY(m_state->showEditFolder());
-        QCOMPARE(m_state->editingFolder()->name, u"Работа"_s);
+        QVERIFY(m_client->state.showEditFolder());
+        QCOMPARE(m_client->state.editingFolder()->name, u"Работа"_s);
         menu->actions()[1]->trigger();
         QTRY_COMPARE(m_sidebar->folderButtons().size(), 1);
-        QVERIFY(!m_state->selectedFolderId());
+        QVERIFY(!m_client->state.selectedFolderId());
 
         QTest::mouseClick(m_sidebar->logoutButton(), Qt::LeftButton);
-        QVERIFY(!m_state->isLoggedIn());
+        QVERIFY(!m_client->state.isLoggedIn());
     }
 
     void avatarArrivesAsynchronously() {
@@ -114,13 +110,13 @@ private Q_SLOTS:
         const QString name = u"avatar-test.png"_s;
         QVERIFY(image.save(m_service->dataDir() + u"/avatars/"_s + name));
         m_service->storage().setAvatar(m_service->userId(u"5"_s), name);
-        m_state->logout();
-        await(m_state->login(m_service->addUser(u"6"_s)));
+        m_client->state.logout();
+        await(m_client->state.login(m_service->addUser(u"6"_s)));
         m_service->storage().setAvatar(m_service->userId(u"6"_s), name);
-        m_state->logout();
+        m_client->state.logout();
         const QString key = m_service->addUser(u"7"_s);
         m_service->storage().setAvatar(m_service->userId(u"7"_s), name);
-        await(m_state->login(key));
+        await(m_client->state.login(key));
         QTRY_VERIFY(m_sidebar->hasAvatar());
     }
 };

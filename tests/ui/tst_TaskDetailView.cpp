@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "Await.h"
+#include "ClientRig.h"
 #include "HTMLTextView.h"
 #include "HttpProbe.h"
 #include "LocalService.h"
@@ -25,10 +26,7 @@ class tst_TaskDetailView final : public QObject {
 
 private:
     std::unique_ptr<LocalService> m_service;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<TaskDetailView> m_view;
 
@@ -39,28 +37,27 @@ private:
         QBuffer buffer(&png);
         buffer.open(QIODevice::WriteOnly);
         image.save(&buffer, "PNG");
-        const ProbeReply reply = probe(
-            m_network, "POST", m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=%2"_s.arg(taskId).arg(name),
-            png, {{"Authorization", "Bearer " + m_state->token()->toUtf8()}, {"Content-Type", "image/png"}});
+        const ProbeReply reply =
+            probe(m_client->network, "POST",
+                  m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=%2"_s.arg(taskId).arg(name), png,
+                  {{"Authorization", "Bearer " + m_client->state.token()->toUtf8()}, {"Content-Type", "image/png"}});
         QCOMPARE(reply.status, 201);
     }
 
 private Q_SLOTS:
     void init() {
         m_service = std::make_unique<LocalService>(QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC));
-        m_store = MemoryStore();
-        m_api = std::make_unique<APIService>(m_service->baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_service->clock());
-        m_theme = std::make_unique<Theme>(m_store);
-        m_view = std::make_unique<TaskDetailView>(*m_state, *m_theme, m_network);
+        m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
+        m_theme = std::make_unique<Theme>(m_client->store);
+        m_view = std::make_unique<TaskDetailView>(m_client->state, *m_theme, m_client->network);
         m_view->resize(900, 700);
         m_view->show();
-        await(m_state->login(m_service->addUser(u"1"_s)));
+        await(m_client->state.login(m_service->addUser(u"1"_s)));
     }
 
     void cleanup() {
         m_view.reset();
-        m_state.reset();
+        m_client.reset();
     }
 
     void sourceLabels_data() {
@@ -80,9 +77,9 @@ private Q_SLOTS:
     }
 
     void metadataBadgesAndActions() {
-        await(m_state->createTask(u"Отчёт"_s, TaskPriority::high, u"<p>Свести <b>цифры</b></p>"_s,
-                                  u"2025-03-05T10:00:00.000Z"_s));
-        VexoTask task = m_state->tasks().first();
+        await(m_client->state.createTask(u"Отчёт"_s, TaskPriority::high, u"<p>Свести <b>цифры</b></p>"_s,
+                                         u"2025-03-05T10:00:00.000Z"_s));
+        VexoTask task = m_client->state.tasks().first();
         m_view->showTask(task);
         QCOMPARE(m_view->titleText(), u"Отчёт"_s);
         QCOMPARE(m_view->badgeTexts(), QStringList{u"Высокий"_s});
@@ -98,7 +95,7 @@ private Q_SLOTS:
                               u"Архивировать"_s, u"Удалить задачу"_s}));
 
         // Actions go through the state, and the page follows the state's copy.
-        m_state->setSelectedTask(task);
+        m_client->state.setSelectedTask(task);
         m_view->actionButton(u"Отметить выполненной"_s)->click();
         QTRY_COMPARE(m_view->metadataRows().value(1), u"Статус: Выполнено"_s);
         QVERIFY(m_view->metadataRows().join(u'|').contains(u"Выполнена: "_s));
@@ -106,11 +103,11 @@ private Q_SLOTS:
         m_view->actionButton(u"Отправить в Telegram"_s)->click();
         QTRY_VERIFY(m_view->badgeTexts().contains(u"В Telegram"_s));
         m_view->actionButton(u"Редактировать"_s)->click();
-        QVERIFY(m_state->showEditTask());
-        QCOMPARE(m_state->editingTask()->id, task.id);
+        QVERIFY(m_client->state.showEditTask());
+        QCOMPARE(m_client->state.editingTask()->id, task.id);
         m_view->actionButton(u"Удалить задачу"_s)->click();
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача удалена"_s));
-        QVERIFY(!m_state->selectedTask());
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача удалена"_s));
+        QVERIFY(!m_client->state.selectedTask());
     }
 
     void overdueRule_data() {
@@ -176,10 +173,10 @@ private Q_SLOTS:
     }
 
     void attachmentsLoadAndSwitch() {
-        await(m_state->createTask(u"С картинками"_s, TaskPriority::medium, {}, {}));
-        await(m_state->createTask(u"Без картинок"_s, TaskPriority::medium, {}, {}));
-        const VexoTask without = m_state->tasks()[0];
-        const VexoTask with = m_state->tasks()[1];
+        await(m_client->state.createTask(u"С картинками"_s, TaskPriority::medium, {}, {}));
+        await(m_client->state.createTask(u"Без картинок"_s, TaskPriority::medium, {}, {}));
+        const VexoTask without = m_client->state.tasks()[0];
+        const VexoTask with = m_client->state.tasks()[1];
         upload(with.id, u"one.png"_s);
         upload(with.id, u"two.png"_s);
 
@@ -197,9 +194,10 @@ private Q_SLOTS:
         QCOMPARE(m_view->thumbnails()->count(), 2);
 
         // A picture that cannot be had is asked for once, not again and again.
-        const ProbeReply bad = probe(
-            m_network, "POST", m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=broken.png"_s.arg(with.id),
-            "not a png", {{"Authorization", "Bearer " + m_state->token()->toUtf8()}, {"Content-Type", "image/png"}});
+        const ProbeReply bad =
+            probe(m_client->network, "POST",
+                  m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=broken.png"_s.arg(with.id), "not a png",
+                  {{"Authorization", "Bearer " + m_client->state.token()->toUtf8()}, {"Content-Type", "image/png"}});
         QCOMPARE(bad.status, 201);
         m_view->showTask(without);
         m_view->showTask(with);
@@ -209,7 +207,7 @@ private Q_SLOTS:
 
         m_view->deleteAttachment(m_view->attachments().first());
         QTRY_COMPARE(m_view->attachments().size(), 2);
-        QCOMPARE(await(m_api->fetchAttachments(with.id)).attachments.size(), 2);
+        QCOMPARE(await(m_client->api.fetchAttachments(with.id)).attachments.size(), 2);
     }
 
     void aLateAnswerForAnotherTaskIsDropped() {
@@ -217,9 +215,9 @@ private Q_SLOTS:
         QVERIFY(scripted.listen());
         MemoryStore store;
         store.setText(u"vexo_token"_s, u"t"_s);
-        APIService api(scripted.baseUrl(), m_network, store);
+        APIService api(scripted.baseUrl(), m_client->network, store);
         AppState state(api, store, m_service->clock());
-        TaskDetailView view(state, *m_theme, m_network);
+        TaskDetailView view(state, *m_theme, m_client->network);
         ScriptedReply slow = ScriptedReply::json(
             200, R"({"attachments":[{"id":1,"filename":"old.txt","mimetype":"text/plain","size":1}]})");
         slow.delayMs = 300;

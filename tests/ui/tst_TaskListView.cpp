@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "Await.h"
+#include "ClientRig.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
 #include "StatCard.h"
@@ -36,11 +37,8 @@ class tst_TaskListView final : public QObject {
 
 private:
     ScriptedServer m_server;
-    QNetworkAccessManager m_network;
-    MemoryStore m_store;
     FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC)};
-    std::unique_ptr<APIService> m_api;
-    std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<TaskListView> m_view;
 
@@ -80,21 +78,19 @@ private Q_SLOTS:
     void initTestCase() { QVERIFY(m_server.listen()); }
 
     void init() {
-        m_store.setText(u"vexo_token"_s, u"t"_s);
-        m_api = std::make_unique<APIService>(m_server.baseUrl(), m_network, m_store);
-        m_state = std::make_unique<AppState>(*m_api, m_store, m_clock);
-        m_theme = std::make_unique<Theme>(m_store);
-        m_view = std::make_unique<TaskListView>(*m_state, *m_theme);
+        m_client = std::make_unique<ClientRig>(m_server.baseUrl(), m_clock, u"t"_s);
+        m_theme = std::make_unique<Theme>(m_client->store);
+        m_view = std::make_unique<TaskListView>(m_client->state, *m_theme);
         m_view->resize(900, 700);
         m_view->show();
         m_server.enqueue(ScriptedReply::json(200, m_tasks));
-        await(m_state->loadTasks());
+        await(m_client->state.loadTasks());
         m_server.clearRequests();
     }
 
     void cleanup() {
         m_view.reset();
-        m_state.reset();
+        m_client.reset();
     }
 
     void headerAndCounters() {
@@ -110,7 +106,7 @@ private Q_SLOTS:
 
     void chipsFilterTheListButNotTheCounters() {
         QTest::mouseClick(chip(u"Сегодня"_s), Qt::LeftButton);
-        QCOMPARE(m_state->dateFilter(), DateFilter::today);
+        QCOMPARE(m_client->state.dateFilter(), DateFilter::today);
         QCOMPARE(m_view->model()->rowCount(), 1);
         QCOMPARE(m_view->model()->taskAt(0).id, 1);
         QVERIFY(chip(u"Сегодня"_s)->isChecked());
@@ -118,7 +114,7 @@ private Q_SLOTS:
         QCOMPARE(m_view->statCards().first()->value(), u"4"_s);
 
         QTest::mouseClick(chip(u"Сегодня"_s), Qt::LeftButton); // pressing it again changes nothing
-        QCOMPARE(m_state->dateFilter(), DateFilter::today);
+        QCOMPARE(m_client->state.dateFilter(), DateFilter::today);
         QTest::mouseClick(chip(u"Завтра"_s), Qt::LeftButton);
         QCOMPARE(m_view->model()->taskAt(0).id, 2);
         QTest::mouseClick(chip(u"На неделю"_s), Qt::LeftButton);
@@ -139,14 +135,14 @@ private Q_SLOTS:
     }
 
     void emptyAndLoadingStates() {
-        m_state->setPriorityFilter(TaskPriority::low);
-        m_state->setDateFilter(DateFilter::today);
+        m_client->state.setPriorityFilter(TaskPriority::low);
+        m_client->state.setDateFilter(DateFilter::today);
         QCOMPARE(m_view->contentState(), u"empty"_s);
 
         ScriptedReply slow = ScriptedReply::json(200, "{\"tasks\":[]}");
         slow.delayMs = 300;
         m_server.enqueue(slow);
-        m_state->selectSidebarItem(SidebarItem::archived());
+        m_client->state.selectSidebarItem(SidebarItem::archived());
         QCOMPARE(m_view->contentState(), u"loading"_s);
         QCOMPARE(m_view->title(), u"Архив"_s);
         QTRY_COMPARE(m_view->contentState(), u"empty"_s);
@@ -177,48 +173,48 @@ private Q_SLOTS:
         m_server.setDefaultReply(ScriptedReply::json(200, "{\"tasks\":[]}"));
         const SidebarItem items[] = {SidebarItem::pending(), SidebarItem::done(), SidebarItem::folder(77),
                                      SidebarItem::stats()};
-        m_state->selectSidebarItem(items[which]);
+        m_client->state.selectSidebarItem(items[which]);
         QCOMPARE(m_view->title(), title);
-        QTRY_VERIFY(!m_state->isLoadingTasks());
+        QTRY_VERIFY(!m_client->state.isLoadingTasks());
         m_server.setDefaultReply(ScriptedReply::json(200, "{}"));
     }
 
     void contextMenuActions() {
-        QMenu* pendingMenu = m_view->contextMenuFor(m_state->tasks()[0], m_view.get());
+        QMenu* pendingMenu = m_view->contextMenuFor(m_client->state.tasks()[0], m_view.get());
         QCOMPARE(menuTexts(pendingMenu),
                  (QStringList{u"Открыть"_s, u"Отметить выполненной"_s, u"Редактировать"_s, u"Отправить в Telegram"_s,
                               u"—"_s, u"Архивировать"_s, u"Удалить"_s}));
-        QMenu* doneMenu = m_view->contextMenuFor(m_state->tasks()[1], m_view.get());
+        QMenu* doneMenu = m_view->contextMenuFor(m_client->state.tasks()[1], m_view.get());
         QCOMPARE(menuTexts(doneMenu).at(1), u"Вернуть в активные"_s);
 
         triggerMenu(pendingMenu, u"Открыть"_s);
-        QCOMPARE(m_state->selectedTask()->id, 1);
+        QCOMPARE(m_client->state.selectedTask()->id, 1);
         triggerMenu(pendingMenu, u"Редактировать"_s);
-        QVERIFY(m_state->showEditTask());
-        QCOMPARE(m_state->editingTask()->id, 1);
+        QVERIFY(m_client->state.showEditTask());
+        QCOMPARE(m_client->state.editingTask()->id, 1);
 
         m_server.enqueue(ScriptedReply::json(200, R"({"success":true})"));
         triggerMenu(pendingMenu, u"Отправить в Telegram"_s);
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Отправлено в Telegram"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Отправлено в Telegram"_s));
         QCOMPARE(m_server.lastRequest().target, QByteArray("/api/tasks/1/send-to-bot"));
 
         m_server.enqueue(ScriptedReply::json(200, R"({"success":true})"));
         triggerMenu(doneMenu, u"Архивировать"_s);
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача архивирована"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача архивирована"_s));
         QCOMPARE(m_server.lastRequest().target, QByteArray("/api/tasks/2/archive"));
         QCOMPARE(m_view->model()->rowCount(), 3);
 
         // Deleting asks nothing.
         m_server.enqueue(ScriptedReply::json(200, R"({"success":true})"));
         triggerMenu(pendingMenu, u"Удалить"_s);
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача удалена"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача удалена"_s));
         QCOMPARE(m_server.lastRequest().method, QByteArray("DELETE"));
-        QVERIFY(!m_state->selectedTask());
+        QVERIFY(!m_client->state.selectedTask());
 
         m_server.enqueue(ScriptedReply::json(200, "{\"task\":" + task(3, "done", "medium") + "}"));
-        QMenu* third = m_view->contextMenuFor(m_state->tasks()[0], m_view.get());
+        QMenu* third = m_view->contextMenuFor(m_client->state.tasks()[0], m_view.get());
         triggerMenu(third, u"Отметить выполненной"_s);
-        QTRY_COMPARE(m_state->toastMessage(), std::optional<QString>(u"Задача выполнена ✓"_s));
+        QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача выполнена ✓"_s));
         QCOMPARE(m_server.lastRequest().jsonBody().value(u"status"_s).toString(), u"done"_s);
     }
 
@@ -232,12 +228,12 @@ private Q_SLOTS:
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, box);
         QTRY_COMPARE(m_server.requests().size(), 1);
         QCOMPARE(m_server.lastRequest().method, QByteArray("PUT"));
-        QTRY_COMPARE(m_state->tasks()[0].status, TaskStatus::done);
-        QVERIFY(!m_state->selectedTask());
+        QTRY_COMPARE(m_client->state.tasks()[0].status, TaskStatus::done);
+        QVERIFY(!m_client->state.selectedTask());
 
         // A click on the text opens the task instead.
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(row.center().x(), row.top() + 20));
-        QCOMPARE(m_state->selectedTask()->id, 1);
+        QCOMPARE(m_client->state.selectedTask()->id, 1);
         QCOMPARE(m_server.requests().size(), 1);
     }
 
@@ -246,8 +242,8 @@ private Q_SLOTS:
         QVERIFY2(text.contains(u"Задача 1"_s) && text.contains(u"активна"_s) && text.contains(u"Высокий"_s) &&
                      text.contains(u"5 мар. 2025"_s),
                  qPrintable(text));
-        QCOMPARE(m_view->delegate()->previewOf(m_state->tasks()[0]), u"Описание"_s);
-        QCOMPARE(m_view->delegate()->previewOf(m_state->tasks()[1]), QString());
+        QCOMPARE(m_view->delegate()->previewOf(m_client->state.tasks()[0]), u"Описание"_s);
+        QCOMPARE(m_view->delegate()->previewOf(m_client->state.tasks()[1]), QString());
         QVERIFY(!m_view->newTaskButton()->text().isEmpty());
         QCOMPARE(m_view->newTaskButton()->shortcut(), QKeySequence(Qt::Key_N));
     }
@@ -270,7 +266,7 @@ private Q_SLOTS:
         m_view->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
         QTest::keyClick(m_view.get(), Qt::Key_N);
-        QTRY_VERIFY(m_state->showCreateTask()); // a button's shortcut clicks it after its press animation
+        QTRY_VERIFY(m_client->state.showCreateTask()); // a button's shortcut clicks it after its press animation
     }
 
     void theLookFollowsTheTheme() {
@@ -281,7 +277,7 @@ private Q_SLOTS:
         const QColor corner = light.pixelColor(light.width() - 5, light.height() - 5);
         QVERIFY2(corner.lightness() > 200 || qApp->palette().color(QPalette::Window).lightness() > 200,
                  qPrintable(corner.name()));
-        QCOMPARE(m_store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
+        QCOMPARE(m_client->store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
         m_theme->setPreference(u"dark"_s);
         QVERIFY(qApp->palette().color(QPalette::Window).lightness() < 60);
     }
