@@ -4,6 +4,9 @@ JOBS ?= $(shell nproc)
 
 TEST_DIR := build/test
 RELEASE_DIR := build/release
+# A compiler cache, when the machine has one, makes rebuilds after small changes cheap.
+CCACHE := $(shell command -v ccache 2>/dev/null)
+LAUNCHER := $(if $(CCACHE),-DCMAKE_CXX_COMPILER_LAUNCHER=$(CCACHE))
 
 .PHONY: all bootstrap build test bench run clean
 
@@ -14,10 +17,10 @@ bootstrap:
 
 # Debug build with AddressSanitizer and UndefinedBehaviorSanitizer: every test run hunts memory errors too.
 $(TEST_DIR)/build.ninja: | bootstrap
-	cmake -S . -B $(TEST_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVEXO_SANITIZE=ON -DVEXO_WERROR=ON
+	cmake -S . -B $(TEST_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVEXO_SANITIZE=ON -DVEXO_WERROR=ON $(LAUNCHER)
 
 $(RELEASE_DIR)/build.ninja: | bootstrap
-	cmake -S . -B $(RELEASE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DVEXO_BUILD_TESTS=OFF
+	cmake -S . -B $(RELEASE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DVEXO_BUILD_TESTS=OFF $(LAUNCHER)
 
 build: bootstrap $(RELEASE_DIR)/build.ninja
 	cmake --build $(RELEASE_DIR) -j $(JOBS)
