@@ -95,9 +95,14 @@ QString APIService::configuredBase() {
 
 QCoro::Task<QByteArray> APIService::send(QString path, QString method, std::optional<QJsonObject> body,
                                          bool authorized) const {
-    const QUrl url(m_base + path, QUrl::StrictMode);
+    co_return co_await sendTo(QUrl(m_base + path, QUrl::StrictMode), std::move(method), std::move(body), authorized);
+}
+
+QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::optional<QJsonObject> body,
+                                           bool authorized) const {
     if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
         throw APIError::invalidResponse();
+    const QString path = url.path();
 
     QNetworkRequest request(url);
     request.setTransferTimeout(int(m_timeout.count()));
@@ -283,6 +288,10 @@ QCoro::Task<AdminStats> APIService::fetchAdminStats() const {
 
 QCoro::Task<APIService::UsersResp> APIService::fetchAdminUsers() const {
     return request<UsersResp>(u"/api/admin/users"_s, u"GET"_s, std::nullopt, true);
+}
+
+QCoro::Task<QByteArray> APIService::fetchImage(QUrl url) const {
+    return sendTo(std::move(url), u"GET"_s, std::nullopt, false);
 }
 
 QUrl APIService::attachmentFileURL(qint64 taskId, qint64 attachmentId) const {

@@ -82,6 +82,10 @@ public:
     QCoro::Task<AdminStats> fetchAdminStats() const;
     QCoro::Task<UsersResp> fetchAdminUsers() const;
 
+    // The bytes of an attachment file or an avatar: sent without the token, with the same time-out and
+    // the same errors as every other call. The caller decodes the picture.
+    QCoro::Task<QByteArray> fetchImage(QUrl url) const;
+
     // Addresses handed to image loaders and the system; nothing is requested here.
     QUrl attachmentFileURL(qint64 taskId, qint64 attachmentId) const;
     QUrl avatarURL(const QString& identifier) const;
@@ -95,6 +99,7 @@ public:
 private:
     // Steps shared by every call: returns the body of a 2xx answer, throws for anything else.
     QCoro::Task<QByteArray> send(QString path, QString method, std::optional<QJsonObject> body, bool authorized) const;
+    QCoro::Task<QByteArray> sendTo(QUrl url, QString method, std::optional<QJsonObject> body, bool authorized) const;
 
     QString m_base;
     QNetworkAccessManager& m_network;

@@ -1,3 +1,4 @@
+#include "APIError.h"
 #include "APIService.h"
 #include "Await.h"
 #include "MemoryStore.h"
@@ -250,6 +251,29 @@ private Q_SLOTS:
         qputenv("VEXO_BASE_URL", "https://tasks.example.org/");
         QCOMPARE(APIService::configuredBase(), u"https://tasks.example.org"_s);
         qunsetenv("VEXO_BASE_URL");
+    }
+
+    void fetchImageSendsNoToken() {
+        const QByteArray png("\x89PNG\r\n\x1a\n-not-json", 17);
+        m_server.enqueue(ScriptedReply::raw(200, "image/png", png));
+        const APIService api(m_server.baseUrl(), m_network, m_store);
+        const QByteArray bytes = vexo::test::await(api.fetchImage(api.attachmentFileURL(42, 5)));
+        QCOMPARE(bytes, png);
+        const RecordedRequest request = m_server.lastRequest();
+        QCOMPARE(request.method, QByteArray("GET"));
+        QCOMPARE(request.target, QByteArray("/api/tasks/42/attachments/5/file"));
+        QVERIFY(!request.hasHeader("Authorization"));
+    }
+
+    void fetchImageFailsLikeAnyCall() {
+        m_server.enqueue(ScriptedReply::json(404, R"({"error":"Вложение не найдено"})"));
+        const APIService api(m_server.baseUrl(), m_network, m_store);
+        try {
+            vexo::test::await(api.fetchImage(api.avatarURL(u"42"_s)));
+            QFAIL("a 404 must throw");
+        } catch (const APIError& error) {
+            QCOMPARE(error.errorDescription(), u"Вложение не найдено"_s);
+        }
     }
 
     void addresses() {
