@@ -4,14 +4,14 @@
 #include "LoginView.h"
 #include "MainView.h"
 
-ContentView::ContentView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent)
+ContentView::ContentView(AppState& state, Theme& theme, QWidget* parent)
     : QStackedWidget(parent)
     , m_state(state) {
     setObjectName(QStringLiteral("vexoRoot"));
     setAttribute(Qt::WA_StyledBackground);
     m_login = new LoginView(
         theme, [&state](QString key) { return state.login(std::move(key)); }, this);
-    m_main = new MainView(state, theme, network, this);
+    m_main = new MainView(state, theme, this);
     addWidget(m_login);
     addWidget(m_main);
     connect(&m_state, &AppState::isLoggedInChanged, this, &ContentView::follow);

@@ -5,7 +5,6 @@
 class AppState;
 class LoginView;
 class MainView;
-class QNetworkAccessManager;
 class Theme;
 
 // The window's root: the login screen while no one is signed in, the main view otherwise. Runs the
@@ -14,7 +13,7 @@ class ContentView final : public QStackedWidget {
     Q_OBJECT
 
 public:
-    ContentView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent = nullptr);
+    ContentView(AppState& state, Theme& theme, QWidget* parent = nullptr);
 
     LoginView* loginView() const { return m_login; }
     MainView* mainView() const { return m_main; }

@@ -3,6 +3,7 @@
 #include "AppState.h"
 #include "Fonts.h"
 #include "Icons.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 #include "VexoCard.h"
@@ -11,7 +12,10 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPointer>
+#include <QShowEvent>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -33,11 +37,37 @@ QString trimSpacesAndTabs(const QString& text) {
     return text.mid(begin, end - begin);
 }
 
+// The logo mark: the bolt in the accent on a rounded tile of the accent at 15 %.
+class LogoMark final : public QWidget {
+public:
+    LogoMark(const Theme& theme, QWidget* parent)
+        : QWidget(parent)
+        , m_theme(theme) {
+        setFixedSize(56, 56);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const QColor accent = m_theme.palette().accent;
+        QColor ground = accent;
+        ground.setAlphaF(0.15);
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath tile;
+        tile.addRoundedRect(QRectF(rect()), 14, 14);
+        painter.fillPath(tile, ground);
+        painter.drawPixmap(QPointF(15, 15),
+                           Icons::pixmap(QStringLiteral("bolt.fill"), 26, accent, devicePixelRatioF()));
+    }
+
+private:
+    const Theme& m_theme;
+};
+
 } // namespace
 
 LoginView::LoginView(Theme& theme, LoginAction onLogin, QWidget* parent)
     : QWidget(parent)
-    , m_theme(theme)
     , m_onLogin(std::move(onLogin)) {
     auto* outer = new QVBoxLayout(this);
     outer->addStretch();
@@ -47,39 +77,43 @@ LoginView::LoginView(Theme& theme, LoginAction onLogin, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
 
-    m_logoMark = new QLabel(column);
-    m_logoMark->setFixedSize(56, 56);
-    m_logoMark->setAlignment(Qt::AlignCenter);
-    layout->addWidget(m_logoMark, 0, Qt::AlignHCenter);
+    layout->addWidget(new LogoMark(theme, column), 0, Qt::AlignHCenter);
     layout->addSpacing(8);
-    m_logoCaption = new QLabel(u"Task Tracker"_s, column);
-    m_logoCaption->setFont(uiFont(12, QFont::Medium));
-    layout->addWidget(m_logoCaption, 0, Qt::AlignHCenter);
+    auto* caption = new QLabel(u"Task Tracker"_s, column);
+    QFont captionFont = uiFont(12, QFont::Medium);
+    captionFont.setLetterSpacing(QFont::AbsoluteSpacing, 1);
+    caption->setFont(captionFont);
+    Style::setText(caption, Palette::Role::textTertiary);
+    layout->addWidget(caption, 0, Qt::AlignHCenter);
     layout->addSpacing(22);
-    m_heading = new QLabel(u"Войти в аккаунт"_s, column);
-    m_heading->setFont(uiFont(22, QFont::Bold));
-    layout->addWidget(m_heading, 0, Qt::AlignHCenter);
+    auto* heading = new QLabel(u"Войти в аккаунт"_s, column);
+    heading->setFont(uiFont(22, QFont::Bold));
+    Style::setText(heading, Palette::Role::textPrimary);
+    layout->addWidget(heading, 0, Qt::AlignHCenter);
     layout->addSpacing(6);
-    m_subtitle = new QLabel(u"Используй ключ из Telegram для входа"_s, column);
-    m_subtitle->setFont(uiFont(13));
-    layout->addWidget(m_subtitle, 0, Qt::AlignHCenter);
+    auto* subtitle = new QLabel(u"Используй ключ из Telegram для входа"_s, column);
+    subtitle->setFont(uiFont(13));
+    Style::setText(subtitle, Palette::Role::textSecondary);
+    layout->addWidget(subtitle, 0, Qt::AlignHCenter);
     layout->addSpacing(24);
 
-    m_fieldLabel = new QLabel(u"Ключ входа"_s, column);
-    m_fieldLabel->setFont(uiFont(12, QFont::Medium));
-    layout->addWidget(m_fieldLabel);
+    auto* fieldLabel = new QLabel(u"Ключ входа"_s, column);
+    fieldLabel->setFont(uiFont(12, QFont::Medium));
+    Style::setText(fieldLabel, Palette::Role::textSecondary);
+    layout->addWidget(fieldLabel);
     layout->addSpacing(6);
     m_key = new QLineEdit(column);
     m_key->setPlaceholderText(u"vexo-tasks-..."_s);
     m_key->setAccessibleName(u"Ключ входа"_s);
     m_key->setFont(uiFont(14));
-    m_fieldLabel->setBuddy(m_key);
+    fieldLabel->setBuddy(m_key);
     connect(m_key, &QLineEdit::returnPressed, this, &LoginView::submit);
     layout->addWidget(m_key);
     layout->addSpacing(8);
     m_error = new QLabel(column);
     m_error->setWordWrap(true);
     m_error->setFont(uiFont(12));
+    Style::setText(m_error, Palette::Role::red);
     m_error->hide();
     layout->addWidget(m_error);
     layout->addSpacing(8);
@@ -93,9 +127,10 @@ LoginView::LoginView(Theme& theme, LoginAction onLogin, QWidget* parent)
     auto* helpLayout = new QVBoxLayout(help);
     helpLayout->setContentsMargins(16, 14, 16, 14);
     helpLayout->setSpacing(10);
-    m_helpTitle = new QLabel(u"Как получить ключ"_s, help);
-    m_helpTitle->setFont(uiFont(13, QFont::DemiBold));
-    helpLayout->addWidget(m_helpTitle);
+    auto* helpTitle = new QLabel(u"Как получить ключ"_s, help);
+    helpTitle->setFont(uiFont(13, QFont::DemiBold));
+    Style::setText(helpTitle, Palette::Role::textPrimary);
+    helpLayout->addWidget(helpTitle);
     const QStringList steps{u"Открой бот"_s, u"Введи /mykey или нажми «Мой ключ» и скопируй ключ"_s};
     for (int i = 0; i < steps.size(); ++i) {
         auto* row = new QHBoxLayout;
@@ -104,33 +139,46 @@ LoginView::LoginView(Theme& theme, LoginAction onLogin, QWidget* parent)
         badge->setFixedSize(20, 20);
         badge->setAlignment(Qt::AlignCenter);
         badge->setFont(uiFont(11, QFont::DemiBold));
+        Style::setRole(badge, u"stepBadge"_s);
         auto* text = new QLabel(steps[i], help);
         text->setWordWrap(true);
         text->setFont(uiFont(13));
+        Style::setText(text, Palette::Role::textSecondary);
         // A wrapped label in a fixed-width card must claim its wrapped height itself.
         text->setMinimumHeight(text->heightForWidth(360 - 32 - 30));
         row->addWidget(badge, 0, Qt::AlignTop);
         row->addWidget(text, 1);
         helpLayout->addLayout(row);
-        m_badges << badge;
-        m_steps << text;
     }
-    m_link = new QLabel(help);
-    m_link->setFont(uiFont(13, QFont::Medium));
-    m_link->setTextInteractionFlags(Qt::TextBrowserInteraction);
-    m_link->setOpenExternalLinks(false);
-    connect(m_link, &QLabel::linkActivated, this, [](const QString& url) { QDesktopServices::openUrl(QUrl(url)); });
-    helpLayout->addWidget(m_link);
+    // The link takes the palette's link colour, which is the accent.
+    auto* link = new QLabel(u"<a href=\"%1\" style=\"text-decoration: none;\">%2 →</a>"_s.arg(
+                                botUrl.toHtmlEscaped(), botHandle.toHtmlEscaped()),
+                            help);
+    link->setFont(uiFont(13, QFont::Medium));
+    link->setTextInteractionFlags(Qt::TextBrowserInteraction);
+    link->setOpenExternalLinks(false);
+    connect(link, &QLabel::linkActivated, this, [](const QString& url) { QDesktopServices::openUrl(QUrl(url)); });
+    helpLayout->addWidget(link);
     layout->addWidget(help);
 
     outer->addWidget(column, 0, Qt::AlignHCenter);
     outer->addStretch();
-    connect(&m_theme, &Theme::changed, this, &LoginView::restyle);
-    restyle();
+}
+
+void LoginView::reset() {
+    // A check still running belongs to the last visit: its answer must not land on this one.
+    ++m_attempt;
+    m_key->clear();
+    m_error->clear();
+    m_error->hide();
+    setLoading(false);
 }
 
 void LoginView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    // Each time the screen comes up (not when the window is merely restored), it starts clean.
+    if (!event->spontaneous())
+        reset();
     m_key->setFocus();
 }
 
@@ -145,22 +193,22 @@ void LoginView::submit() {
     if (key.isEmpty())
         return;
     // Detached: the coroutine checks that this view still exists before touching it.
-    (void)run(key);
+    (void)run(key, ++m_attempt);
 }
 
-QCoro::Task<void> LoginView::run(QString key) {
+QCoro::Task<void> LoginView::run(QString key, int attempt) {
     QPointer<LoginView> self(this);
     setLoading(true);
     m_error->hide();
     try {
         co_await m_onLogin(std::move(key));
     } catch (...) {
-        if (!self)
+        if (!self || attempt != m_attempt)
             co_return;
         m_error->setText(AppState::describe(std::current_exception()));
         m_error->show();
     }
-    if (self)
+    if (self && attempt == m_attempt)
         setLoading(false);
 }
 
@@ -168,24 +216,4 @@ void LoginView::setLoading(bool loading) {
     m_loading = loading;
     m_button->setText(loading ? u"Проверка..."_s : u"Войти"_s);
     m_button->setEnabled(!loading);
-}
-
-void LoginView::restyle() {
-    const Palette& p = m_theme.palette();
-    QColor markGround = p.accent;
-    markGround.setAlphaF(0.15);
-    m_logoMark->setStyleSheet(u"background: %1; border-radius: 14px;"_s.arg(markGround.name(QColor::HexArgb)));
-    m_logoMark->setPixmap(Icons::pixmap(u"bolt.fill"_s, 26, p.accent, devicePixelRatioF()));
-    m_logoCaption->setStyleSheet(u"color: %1; letter-spacing: 1px;"_s.arg(p.textTertiary.name()));
-    m_heading->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_subtitle->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_fieldLabel->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_error->setStyleSheet(u"color: %1;"_s.arg(p.red.name()));
-    m_helpTitle->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    for (QLabel* badge : std::as_const(m_badges))
-        badge->setStyleSheet(u"color: #1f1e1d; background: %1; border-radius: 10px;"_s.arg(p.accent.name()));
-    for (QLabel* step : std::as_const(m_steps))
-        step->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_link->setText(u"<a href=\"%1\" style=\"color: %2; text-decoration: none;\">%3 →</a>"_s.arg(
-        botUrl.toHtmlEscaped(), p.accent.name(), botHandle.toHtmlEscaped()));
 }

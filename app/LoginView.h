@@ -26,29 +26,20 @@ public:
     bool isLoading() const { return m_loading; }
 
     void submit();
+    // The screen as it first appears: an empty field, no error, not checking.
+    void reset();
 
 protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    QCoro::Task<void> run(QString key);
+    QCoro::Task<void> run(QString key, int attempt);
     void setLoading(bool loading);
-    void restyle();
 
-    Theme& m_theme;
     LoginAction m_onLogin;
     QLineEdit* m_key;
     QLabel* m_error;
     VexoButton* m_button;
-    QList<QLabel*> m_labels;
-    QLabel* m_logoMark;
-    QLabel* m_logoCaption;
-    QLabel* m_heading;
-    QLabel* m_subtitle;
-    QLabel* m_fieldLabel;
-    QLabel* m_helpTitle;
-    QList<QLabel*> m_badges;
-    QList<QLabel*> m_steps;
-    QLabel* m_link;
     bool m_loading = false;
+    int m_attempt = 0;
 };

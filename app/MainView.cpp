@@ -6,7 +6,9 @@
 #include "CreateTaskView.h"
 #include "EditTaskView.h"
 #include "FolderEditView.h"
+#include "HoverGuard.h"
 #include "SettingsView.h"
+#include "Sheet.h"
 #include "SidebarView.h"
 #include "StatsView.h"
 #include "TaskDetailView.h"
@@ -20,7 +22,7 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
-MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent)
+MainView::MainView(AppState& state, Theme& theme, QWidget* parent)
     : QWidget(parent)
     , m_state(state)
     , m_theme(theme) {
@@ -29,12 +31,12 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
     auto* split = new QSplitter(Qt::Horizontal, this);
     split->setChildrenCollapsible(false);
     split->setHandleWidth(1);
-    m_sidebar = new SidebarView(state, theme, network, split);
+    m_sidebar = new SidebarView(state, theme, split);
     m_detail = new QStackedWidget(split);
     m_detail->setMinimumWidth(360);
     m_taskList = new TaskListView(state, theme, m_detail);
     m_detail->addWidget(m_taskList);
-    m_taskDetail = new TaskDetailView(state, theme, network, m_detail);
+    m_taskDetail = new TaskDetailView(state, theme, m_detail);
     m_detail->addWidget(m_taskDetail);
     m_stats = new StatsView(state, theme, m_detail);
     m_detail->addWidget(m_stats);
@@ -48,6 +50,7 @@ MainView::MainView(AppState& state, Theme& theme, QNetworkAccessManager& network
     layout->addWidget(split);
 
     m_toast = new ToastOverlay(state, theme, this);
+    new HoverGuard(this);
 
     bindSheet(
         Sheet::createTask, &AppState::showCreateTaskChanged, [this] { return m_state.showCreateTask(); },
@@ -138,7 +141,7 @@ void MainView::syncSheet(SheetBinding& binding) {
             binding.setOpen(false);
             return;
         }
-        auto* dialog = new QDialog(window());
+        auto* dialog = new ::Sheet(window());
         dialog->setWindowModality(Qt::WindowModal);
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         auto* layout = new QVBoxLayout(dialog);

@@ -6,7 +6,6 @@
 
 class AppState;
 class QDialog;
-class QNetworkAccessManager;
 class QStackedWidget;
 class SidebarView;
 class AdminView;
@@ -26,7 +25,7 @@ public:
     using SheetFactory = std::function<QWidget*(QDialog*)>;
     enum class Sheet { createTask, editTask, settings, apiKey, newFolder, editFolder };
 
-    MainView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent = nullptr);
+    MainView(AppState& state, Theme& theme, QWidget* parent = nullptr);
 
     void setSheetFactory(Sheet sheet, SheetFactory factory);
     SidebarView* sidebar() const { return m_sidebar; }

@@ -16,7 +16,7 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base)
     , m_state(std::make_unique<AppState>(*m_api, *m_store, *m_clock))
     , m_theme(std::make_unique<Theme>(*m_store)) {
     m_theme->apply();
-    m_window = std::make_unique<ContentView>(*m_state, *m_theme, *m_network);
+    m_window = std::make_unique<ContentView>(*m_state, *m_theme);
     m_window->setWindowTitle(QStringLiteral("Vexo Tasks"));
     m_window->resize(1100, 720);
 }

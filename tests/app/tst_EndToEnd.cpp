@@ -52,7 +52,7 @@ private Q_SLOTS:
         SystemClock clock;
         AppState state(api, store, clock);
         Theme theme(store);
-        ContentView window(state, theme, network);
+        ContentView window(state, theme);
         window.resize(1100, 760);
         window.show();
         window.activateWindow();

@@ -1,3 +1,4 @@
+#include "APIError.h"
 #include "AppState.h"
 #include "Await.h"
 #include "ClientRig.h"
@@ -6,10 +7,12 @@
 #include "LoginView.h"
 #include "MainView.h"
 #include "MemoryStore.h"
+#include "SidebarView.h"
 #include "Theme.h"
 #include "VexoButton.h"
 #include "WidgetTest.h"
 
+#include <QCoroTimer>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -32,7 +35,7 @@ private Q_SLOTS:
         m_service = std::make_unique<LocalService>();
         m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
         m_theme = std::make_unique<Theme>(m_client->store);
-        m_window = std::make_unique<ContentView>(m_client->state, *m_theme, m_client->network);
+        m_window = std::make_unique<ContentView>(m_client->state, *m_theme);
         m_window->resize(1000, 700);
         m_window->show();
     }
@@ -56,7 +59,7 @@ private Q_SLOTS:
 
     void unreachableServiceSaysSo() {
         ClientRig nowhere(u"http://127.0.0.1:1"_s, m_service->clock());
-        ContentView window(nowhere.state, *m_theme, nowhere.network);
+        ContentView window(nowhere.state, *m_theme);
         window.show();
         QTest::keyClicks(window.loginView()->keyField(), u"vexo-tasks-x"_s);
         QTest::keyClick(window.loginView()->keyField(), Qt::Key_Return);
@@ -74,6 +77,52 @@ private Q_SLOTS:
 
         m_client->state.logout();
         QCOMPARE(m_window->currentWidget(), login);
+    }
+
+    // Every time the screen appears it starts clean: an empty field, no error, not checking.
+    void theScreenStartsCleanEveryTime() {
+        LoginView* login = m_window->loginView();
+        QTest::keyClicks(login->keyField(), u"vexo-tasks-wrong"_s);
+        QTest::keyClick(login->keyField(), Qt::Key_Return);
+        QTRY_COMPARE(login->errorText(), u"Неверный ключ"_s);
+
+        const QString key = m_service->addUser(u"9"_s);
+        login->keyField()->setText(key);
+        QTest::keyClick(login->keyField(), Qt::Key_Return);
+        QTRY_COMPARE(m_window->currentWidget(), m_window->mainView());
+        QTest::mouseClick(m_window->mainView()->sidebar()->logoutButton(), Qt::LeftButton);
+        QCOMPARE(m_window->currentWidget(), login);
+        QCOMPARE(login->keyField()->text(), QString());
+        QCOMPARE(login->errorText(), QString());
+        QVERIFY(!login->isLoading());
+        QCOMPARE(login->loginButton()->text(), u"Войти"_s);
+        QVERIFY(login->loginButton()->isEnabled());
+
+        // A key typed now is that key alone.
+        QTest::keyClicks(login->keyField(), u"vexo-tasks-next"_s);
+        QCOMPARE(login->keyField()->text(), u"vexo-tasks-next"_s);
+    }
+
+    // A check still running when the screen goes away does not come back to haunt the next visit.
+    void aCheckFromTheLastVisitLeavesNoTrace() {
+        bool release = false;
+        LoginView login(*m_theme, [&](QString) -> QCoro::Task<void> {
+            while (!release)
+                co_await QCoro::sleepFor(std::chrono::milliseconds(10));
+            throw APIError::httpError(401, u"Неверный ключ"_s);
+        });
+        login.show();
+        login.keyField()->setText(u"vexo-tasks-a"_s);
+        login.submit();
+        QVERIFY(login.isLoading());
+        login.hide();
+        login.show();
+        QVERIFY(!login.isLoading());
+        QCOMPARE(login.keyField()->text(), QString());
+        release = true;
+        QTest::qWait(100);
+        QCOMPARE(login.errorText(), QString());
+        QVERIFY(!login.isLoading());
     }
 
     void sheetsOpenAsWindowModalDialogsThatEscCloses() {

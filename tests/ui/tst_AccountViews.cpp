@@ -3,8 +3,10 @@
 #include "AppState.h"
 #include "Await.h"
 #include "ClientRig.h"
+#include "ConfirmDialog.h"
 #include "DailyBarChart.h"
 #include "FolderEditView.h"
+#include "IconView.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
@@ -14,12 +16,16 @@
 #include "VexoButton.h"
 #include "WidgetTest.h"
 
+#include "Switch.h"
 #include <QCheckBox>
 #include <QClipboard>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QPushButton>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 using vexo::test::await;
@@ -163,6 +169,12 @@ private Q_SLOTS:
                                                  u"Сохранить (редактор) — "_s + SettingsView::saveKeyLabel(),
                                                  u"Переключить выполнено — Space"_s}));
 
+        // The sending control is a switch and nothing more: no box, no words of its own.
+        QVERIFY(view.findChildren<QCheckBox*>().isEmpty());
+        QCOMPARE(view.sendSwitch()->text(), QString());
+        for (QLabel* label : view.findChildren<QLabel*>())
+            QVERIFY2(label->text() != u"Автоматически"_s, "an extra label beside the switch");
+
         m_server.setReplyFor("/api/user/settings", ScriptedReply::json(500, R"({"error":"нет"})"));
         view.sendSwitch()->click();
         QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Ошибка сохранения настроек"_s));
@@ -186,6 +198,8 @@ private Q_SLOTS:
         QCOMPARE(view.cardValues(), (QStringList{u"3"_s, u"40"_s, u"20"_s, u"15"_s}));
         QCOMPARE(view.userRows(), (QStringList{u"User #12345||—|"_s, u"Смирнова|anna|1|admin"_s}));
         QCOMPARE(view.errorText(), QString());
+        view.show();
+        QVERIFY(!view.errorIcon()->isVisible());
 
         m_server.setReplyFor("/api/admin/users",
                              ScriptedReply::json(403, R"({"error":"Доступ только для администраторов"})"));
@@ -194,6 +208,59 @@ private Q_SLOTS:
         QCOMPARE(failing.errorText(), u"Ошибка загрузки: Доступ только для администраторов"_s);
         QCOMPARE(failing.userRows(), QStringList());
         QCOMPARE(failing.cardValues().first(), u"—"_s);
+        // The warning sign stands beside the error line.
+        failing.show(); // which loads again
+        QTRY_VERIFY(failing.errorIcon()->isVisible());
+        QCOMPARE(failing.errorIcon()->iconName(), u"exclamationmark.triangle"_s);
+        QCOMPARE(failing.errorIcon()->color(), m_theme->palette().red);
+    }
+
+    // The question before a new key is the application's own dialog, in its look, with its words.
+    void regeneratingAsksInTheAppsOwnDialog() {
+        m_theme->apply();
+        m_server.setReplyFor("/api/user/apikey/regenerate", ScriptedReply::json(200, R"({"api_key":"vexoapi-NEW"})"));
+        m_server.setReplyFor("/api/user/apikey", ScriptedReply::json(200, R"({"api_key":"vexoapi-OLD"})"));
+        APIKeyView view(m_client->state, *m_theme, [] {});
+        view.show();
+        QTRY_VERIFY(m_client->state.apiKeyValue().has_value());
+
+        // What the dialog showed, read while it is up and checked once it has gone.
+        QStringList seen;
+        QColor ground;
+        bool stock = true;
+        const auto answer = [&](bool confirm) {
+            QTimer::singleShot(0, this, [&, confirm] {
+                QWidget* modal = QApplication::activeModalWidget();
+                auto* dialog = qobject_cast<ConfirmDialog*>(modal);
+                if (!dialog) {
+                    if (modal)
+                        modal->close();
+                    return;
+                }
+                seen = {dialog->titleLabel()->isVisible() ? dialog->titleLabel()->text() : QString(),
+                        dialog->messageLabel()->isVisible() ? dialog->messageLabel()->text() : QString(),
+                        dialog->confirmButton()->text(), dialog->cancelButton()->text()};
+                stock = dialog->findChild<QMessageBox*>() != nullptr;
+                for (QLabel* label : dialog->findChildren<QLabel*>())
+                    stock = stock || !label->pixmap().isNull();
+                const QImage look = dialog->grab().toImage();
+                ground = look.pixelColor(4, look.height() / 2);
+                (confirm ? dialog->confirmButton() : dialog->cancelButton())->click();
+            });
+        };
+        answer(false);
+        view.regenerate();
+        QCOMPARE(seen, (QStringList{u"Сгенерировать новый ключ?"_s, u"Старый ключ перестанет работать."_s,
+                                    u"Подтвердить"_s, u"Отмена"_s}));
+        QVERIFY(!stock); // no stock box, no stock icon
+        QCOMPARE(ground, m_theme->palette().background);
+        QTest::qWait(50);
+        QVERIFY(!m_server.lastRequest().target.endsWith("regenerate"));
+        QCOMPARE(m_client->state.apiKeyValue(), std::optional<QString>(u"vexoapi-OLD"_s));
+        answer(true);
+        view.regenerate();
+        QTRY_COMPARE(m_client->state.apiKeyValue(), std::optional<QString>(u"vexoapi-NEW"_s));
+        QCOMPARE(m_server.lastRequest().target, QByteArray("/api/user/apikey/regenerate"));
     }
 };
 

@@ -5,6 +5,7 @@
 #include "MiniCalendar.h"
 #include "ScriptedServer.h"
 #include "Theme.h"
+#include "VexoButton.h"
 #include "WidgetTest.h"
 
 #include <QLineEdit>
@@ -79,6 +80,32 @@ private Q_SLOTS:
         QCOMPARE(m_view->titleField()->text(), u"Отчёт"_s);
     }
 
+    // "Назад" is a plain button: no fill, no outline, 13 pt regular, in the tertiary text colour.
+    void backIsPlain() {
+        m_theme->apply();
+        m_view->titleField()->setText(u"Отчёт"_s);
+        for (int step : {2, 3}) {
+            m_view->goToStep(step);
+            auto* back = qobject_cast<VexoButton*>(m_view->buttonNamed(u"Назад"_s));
+            QVERIFY(back);
+            QCOMPARE(back->kind(), VexoButton::Kind::plain);
+            QCOMPARE(back->font().pixelSize(), 13);
+            QCOMPARE(back->font().weight(), QFont::Normal);
+            const QImage look = back->grab().toImage();
+            // No outline: the edges show the same ground as the corner.
+            QCOMPARE(look.pixelColor(0, look.height() / 2), look.pixelColor(0, 0));
+            QCOMPARE(look.pixelColor(look.width() / 2, 0), look.pixelColor(0, 0));
+            int tertiary = 0, secondary = 0;
+            for (int y = 0; y < look.height(); ++y) {
+                for (int x = 0; x < look.width(); ++x) {
+                    tertiary += look.pixelColor(x, y) == m_theme->palette().textTertiary;
+                    secondary += look.pixelColor(x, y) == m_theme->palette().textSecondary;
+                }
+            }
+            QVERIFY2(tertiary > 0 && secondary == 0, qPrintable(u"%1 / %2"_s.arg(tertiary).arg(secondary)));
+        }
+    }
+
     void deadlineFromTheDayAndTheTimeRow() {
         m_view->titleField()->setText(u"Отчёт"_s);
         m_view->goToStep(3);
@@ -124,5 +151,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_CreateTaskView)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_CreateTaskView, "Europe/Moscow")
 #include "tst_CreateTaskView.moc"

@@ -1,17 +1,21 @@
 #include "AppState.h"
 #include "ClientRig.h"
+#include "DateTimePicker.h"
 #include "EditTaskView.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
 #include "Theme.h"
 #include "WidgetTest.h"
 
-#include <QCheckBox>
+#include "Switch.h"
+#include <QCalendarWidget>
 #include <QDateTimeEdit>
 #include <QLabel>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
 #include <QPlainTextEdit>
+#include <QTableView>
+#include <QToolButton>
 
 using namespace Qt::StringLiterals;
 
@@ -105,6 +109,49 @@ private Q_SLOTS:
         QCOMPARE(m_dismissed, 0);
     }
 
+    // The picker and its calendar are the application's: Monday first, Russian names, the palette's
+    // colours, and neither Qt's red weekends nor its green arrows.
+    void theCalendarFollowsTheTheme() {
+        m_theme->apply();
+        auto view = open(task(u"2025-03-07T15:00:00.000Z"_s));
+        auto* picker = qobject_cast<DateTimePicker*>(view->deadlinePicker());
+        QVERIFY(picker);
+        QCOMPARE(picker->text(), u"7 мар. 2025, 18:00"_s);
+        QCalendarWidget* calendar = picker->popupCalendar();
+        QCOMPARE(picker->calendarWidget(), calendar);
+        QCOMPARE(calendar->firstDayOfWeek(), Qt::Monday);
+        auto* grid = calendar->findChild<QTableView*>(u"qt_calendar_calendarview"_s);
+        QVERIFY(grid);
+        QCOMPARE(grid->model()->data(grid->model()->index(0, 0)).toString().toLower(), u"пн"_s);
+        QCOMPARE(grid->model()->data(grid->model()->index(0, 6)).toString().toLower(), u"вс"_s);
+        auto* month = calendar->findChild<QToolButton*>(u"qt_calendar_monthbutton"_s);
+        QVERIFY(month);
+        QCOMPARE(month->text().toLower(), u"март"_s);
+
+        for (const QString& theme : {u"dark"_s, u"light"_s}) {
+            m_theme->setPreference(theme);
+            QWidget* popup = calendar->window();
+            popup->resize(320, 260);
+            popup->show();
+            QVERIFY(QTest::qWaitForWindowExposed(popup));
+            const QImage look = calendar->grab().toImage();
+            popup->hide();
+            int red = 0, green = 0;
+            for (int y = 0; y < look.height(); ++y) {
+                for (int x = 0; x < look.width(); ++x) {
+                    const QColor c = look.pixelColor(x, y);
+                    red += c.red() > 200 && c.green() < 60 && c.blue() < 60;
+                    green += c.green() > c.red() + 40 && c.green() > c.blue() + 40;
+                }
+            }
+            QVERIFY2(red == 0, qPrintable(theme + u": red pixels "_s + QString::number(red)));
+            QVERIFY2(green == 0, qPrintable(theme + u": green pixels "_s + QString::number(green)));
+            // The days sit on the raised surface of the theme.
+            QCOMPARE(look.pixelColor(look.width() - 3, look.height() - 3), m_theme->palette().raised);
+        }
+        m_theme->setPreference(u"dark"_s);
+    }
+
     void noteOnlyWithAutomaticSending() {
         auto view = open(task(std::nullopt));
         QCOMPARE(view->autoSendNote()->text(), QString());
@@ -113,5 +160,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_EditTaskView)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_EditTaskView, "Europe/Moscow")
 #include "tst_EditTaskView.moc"

@@ -4,10 +4,13 @@
 #include "JsonWriter.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
+#include "ScriptedServer.h"
 #include "SidebarView.h"
 #include "Theme.h"
 #include "WidgetTest.h"
 
+#include <QBuffer>
+#include <QLabel>
 #include <QMenu>
 #include <QNetworkAccessManager>
 #include <QPushButton>
@@ -25,12 +28,13 @@ private:
     std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<SidebarView> m_sidebar;
+    FixedClock m_clock{QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC)};
 
     void start(bool admin) {
         m_service = std::make_unique<LocalService>();
         m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
         m_theme = std::make_unique<Theme>(m_client->store);
-        m_sidebar = std::make_unique<SidebarView>(m_client->state, *m_theme, m_client->network);
+        m_sidebar = std::make_unique<SidebarView>(m_client->state, *m_theme);
         m_sidebar->resize(260, 700);
         m_sidebar->show();
         await(m_client->state.login(m_service->addUser(u"5"_s, admin, u"Мария"_s)));
@@ -99,6 +103,48 @@ private Q_SLOTS:
 
         QTest::mouseClick(m_sidebar->logoutButton(), Qt::LeftButton);
         QVERIFY(!m_client->state.isLoggedIn());
+    }
+
+    // The section headers read exactly as written, in their own case.
+    void sectionHeaders() {
+        start(true);
+        const QStringList words{u"задачи"_s, u"папки"_s, u"прочее"_s};
+        QStringList headers;
+        for (QLabel* label : m_sidebar->findChildren<QLabel*>()) {
+            if (label->isVisible() && words.contains(label->text().toLower()))
+                headers << label->text();
+        }
+        QCOMPARE(headers, (QStringList{u"Задачи"_s, u"Папки"_s, u"Прочее"_s}));
+    }
+
+    // The avatar comes through the service client, from the avatar address, with no token.
+    void avatarThroughTheServiceClient() {
+        ScriptedServer scripted;
+        QVERIFY(scripted.listen());
+        ClientRig client(scripted.baseUrl(), m_clock);
+        Theme theme(client.store);
+        SidebarView sidebar(client.state, theme);
+        sidebar.show();
+        QImage image(8, 8, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QByteArray png;
+        QBuffer buffer(&png);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        scripted.setReplyFor("/api/auth/verify",
+                             ScriptedReply::json(200, R"({"success":true,"token":"t","user":{"id":1,"telegram_id":"5",)"
+                                                      R"("first_name":"Мария","avatar_url":"a b.png"}})"));
+        scripted.setReplyFor("/api/user/avatar/", ScriptedReply::raw(200, "image/png", png));
+        await(client.state.login(u"key"_s));
+        QTRY_VERIFY(sidebar.hasAvatar());
+        QList<RecordedRequest> pictures;
+        for (const RecordedRequest& request : scripted.requests()) {
+            if (request.target.startsWith("/api/user/avatar/"))
+                pictures << request;
+        }
+        QCOMPARE(pictures.size(), 1);
+        QCOMPARE(pictures.first().target, client.api.avatarURL(u"a b.png"_s).path(QUrl::FullyEncoded).toUtf8());
+        QVERIFY(!pictures.first().hasHeader("Authorization"));
     }
 
     void avatarArrivesAsynchronously() {

@@ -2,7 +2,9 @@
 #include "Await.h"
 #include "ClientRig.h"
 #include "HTMLTextView.h"
-#include "HttpProbe.h"
+#include "IconView.h"
+#include "Icons.h"
+#include "Lightbox.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
@@ -13,9 +15,11 @@
 #include "WidgetTest.h"
 
 #include <QBuffer>
+#include <QFileInfo>
 #include <QImage>
 #include <QListWidget>
 #include <QNetworkAccessManager>
+#include <QPushButton>
 
 using namespace Qt::StringLiterals;
 using vexo::test::await;
@@ -25,31 +29,74 @@ class tst_TaskDetailView final : public QObject {
     Q_OBJECT
 
 private:
+    // A page of its own against a scripted service, signed in with a token.
+    struct Scripted {
+        Scripted(Theme& theme, const Clock& clock)
+            : api((server.listen(), server.baseUrl()), network, store)
+            , state(api, store, clock)
+            , view(state, theme) {
+            store.setText(u"vexo_token"_s, u"t"_s);
+            view.resize(700, 600);
+            view.show();
+        }
+        ~Scripted() { api.abortPending(); }
+        ScriptedServer server;
+        QNetworkAccessManager network;
+        MemoryStore store;
+        APIService api;
+        AppState state;
+        TaskDetailView view;
+    };
+
+    static VexoTask task(qint64 id) {
+        VexoTask task;
+        task.id = id;
+        task.title = u"Задача %1"_s.arg(id);
+        task.createdAt = u"2025-03-01"_s;
+        return task;
+    }
+
+    static QByteArray png() {
+        QImage image(40, 30, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        return bytes;
+    }
+
+    struct Listed {
+        int id;
+        const char* name;
+        const char* type = "image/png";
+    };
+    static ScriptedReply attachmentList(const QList<Listed>& files) {
+        QByteArrayList entries;
+        for (const Listed& file : files)
+            entries << "{\"id\":" + QByteArray::number(file.id) + ",\"filename\":\"" + file.name +
+                           "\",\"mimetype\":\"" + file.type + "\",\"size\":3}";
+        return ScriptedReply::json(200, "{\"attachments\":[" + entries.join(',') + "]}");
+    }
+
+    static QStringList targets(const ScriptedServer& server) {
+        QStringList list;
+        for (const RecordedRequest& request : server.requests())
+            list << QString::fromLatin1(request.method + ' ' + request.target);
+        return list;
+    }
+
     std::unique_ptr<LocalService> m_service;
     std::unique_ptr<ClientRig> m_client;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<TaskDetailView> m_view;
-
-    void upload(qint64 taskId, const QString& name) {
-        QImage image(40, 30, QImage::Format_RGB32);
-        image.fill(Qt::blue);
-        QByteArray png;
-        QBuffer buffer(&png);
-        buffer.open(QIODevice::WriteOnly);
-        image.save(&buffer, "PNG");
-        const ProbeReply reply =
-            probe(m_client->network, "POST",
-                  m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=%2"_s.arg(taskId).arg(name), png,
-                  {{"Authorization", "Bearer " + m_client->state.token()->toUtf8()}, {"Content-Type", "image/png"}});
-        QCOMPARE(reply.status, 201);
-    }
 
 private Q_SLOTS:
     void init() {
         m_service = std::make_unique<LocalService>(QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC));
         m_client = std::make_unique<ClientRig>(m_service->baseUrl(), m_service->clock());
         m_theme = std::make_unique<Theme>(m_client->store);
-        m_view = std::make_unique<TaskDetailView>(m_client->state, *m_theme, m_client->network);
+        m_view = std::make_unique<TaskDetailView>(m_client->state, *m_theme);
         m_view->resize(900, 700);
         m_view->show();
         await(m_client->state.login(m_service->addUser(u"1"_s)));
@@ -107,6 +154,25 @@ private Q_SLOTS:
         QCOMPARE(m_client->state.editingTask()->id, task.id);
         m_view->actionButton(u"Удалить задачу"_s)->click();
         QTRY_COMPARE(m_client->state.toastMessage(), std::optional<QString>(u"Задача удалена"_s));
+        QVERIFY(!m_client->state.selectedTask());
+    }
+
+    // "К задачам" is plain-styled: the chevron at 12 and the word at 13 pt medium, no outline.
+    void backToTheListIsPlain() {
+        m_theme->apply();
+        m_view->showTask(task(1));
+        VexoButton* back = m_view->backButton();
+        QCOMPARE(back->text(), u"К задачам"_s);
+        QCOMPARE(back->kind(), VexoButton::Kind::plain);
+        QCOMPARE(back->font().pixelSize(), 13);
+        QCOMPARE(back->font().weight(), QFont::Medium);
+        QCOMPARE(back->iconSize(), QSize(12, 12));
+        const QImage look = back->grab().toImage();
+        // No outline: the edges show the same ground as the corner.
+        QCOMPARE(look.pixelColor(0, look.height() / 2), look.pixelColor(0, 0));
+        QCOMPARE(look.pixelColor(look.width() / 2, 0), look.pixelColor(0, 0));
+        m_client->state.setSelectedTask(task(1));
+        back->click();
         QVERIFY(!m_client->state.selectedTask());
     }
 
@@ -172,68 +238,195 @@ private Q_SLOTS:
         QVERIFY(!rows.contains(u"Источник"_s));
     }
 
-    void attachmentsLoadAndSwitch() {
-        await(m_client->state.createTask(u"С картинками"_s, TaskPriority::medium, {}, {}));
-        await(m_client->state.createTask(u"Без картинок"_s, TaskPriority::medium, {}, {}));
-        const VexoTask without = m_client->state.tasks()[0];
-        const VexoTask with = m_client->state.tasks()[1];
-        upload(with.id, u"one.png"_s);
-        upload(with.id, u"two.png"_s);
+    // Attachments, their pictures and files, against a scripted service whose every request is kept.
+    void fileRequestsStayWithTheirTask() {
+        Scripted rig(*m_theme, m_service->clock());
+        rig.server.setReplyFor("/api/tasks/1/attachments", attachmentList({{10, "a.png"}, {11, "b.png"}}));
+        rig.server.setReplyFor("/api/tasks/2/attachments", attachmentList({{20, "c.png"}}));
+        for (const QByteArray file : {"/api/tasks/1/attachments/10/file", "/api/tasks/1/attachments/11/file",
+                                      "/api/tasks/2/attachments/20/file"})
+            rig.server.setReplyFor(file, ScriptedReply::raw(200, "image/png", png()));
+        rig.view.showTask(task(1));
+        QTRY_COMPARE(rig.view.thumbnailsLoaded(), 2);
+        QCOMPARE(targets(rig.server),
+                 (QStringList{u"GET /api/tasks/1/attachments"_s, u"GET /api/tasks/1/attachments/10/file"_s,
+                              u"GET /api/tasks/1/attachments/11/file"_s}));
+        rig.server.clearRequests();
 
-        m_view->showTask(without);
-        QVERIFY(m_view->isLoadingAttachments());
-        QVERIFY(!m_view->showsNoAttachments()); // never while loading
-        QTRY_VERIFY(!m_view->isLoadingAttachments());
-        QVERIFY(m_view->showsNoAttachments());
+        // Another task: its own list and its own files, nothing of the last one under its id.
+        rig.view.showTask(task(2));
+        QVERIFY(rig.view.attachments().isEmpty());
+        QTRY_COMPARE(rig.view.thumbnailsLoaded(), 3);
+        QTest::qWait(100);
+        QCOMPARE(targets(rig.server),
+                 (QStringList{u"GET /api/tasks/2/attachments"_s, u"GET /api/tasks/2/attachments/20/file"_s}));
+        // Pictures go without the session's token, like any picture on the web.
+        for (const RecordedRequest& request : rig.server.requests()) {
+            if (request.target.endsWith("/file"))
+                QVERIFY(!request.hasHeader("Authorization"));
+        }
+    }
 
-        // Switching tasks reloads; the pictures are fetched with the session's token.
-        m_view->showTask(with);
-        QTRY_COMPARE(m_view->attachments().size(), 2);
-        QVERIFY(!m_view->showsNoAttachments());
-        QTRY_COMPARE(m_view->thumbnailsLoaded(), 2);
-        QCOMPARE(m_view->thumbnails()->count(), 2);
+    void theListReloadsEveryTimeThePageAppears() {
+        Scripted rig(*m_theme, m_service->clock());
+        rig.server.setReplyFor("/api/tasks/1/attachments", attachmentList({{10, "notes.txt", "text/plain"}}));
+        rig.view.hide();
+        rig.view.showTask(task(1));
+        QTest::qWait(50);
+        QVERIFY(rig.server.requests().isEmpty()); // not on screen: nothing to fetch yet
+        rig.view.show();
+        QTRY_COMPARE(rig.view.attachments().size(), 1);
+        QCOMPARE(targets(rig.server), QStringList{u"GET /api/tasks/1/attachments"_s});
 
-        // A picture that cannot be had is asked for once, not again and again.
-        const ProbeReply bad =
-            probe(m_client->network, "POST",
-                  m_service->baseUrl() + u"/api/tasks/%1/attachments?filename=broken.png"_s.arg(with.id), "not a png",
-                  {{"Authorization", "Bearer " + m_client->state.token()->toUtf8()}, {"Content-Type", "image/png"}});
-        QCOMPARE(bad.status, 201);
-        m_view->showTask(without);
-        m_view->showTask(with);
-        QTRY_COMPARE(m_view->attachments().size(), 3);
-        QTest::qWait(300);
-        QCOMPARE(m_view->thumbnailsLoaded(), 2);
+        // Back to the list and the same task opened again: fetched again, and shown.
+        rig.view.hide();
+        rig.server.setReplyFor("/api/tasks/1/attachments",
+                               attachmentList({{10, "notes.txt", "text/plain"}, {12, "plan.txt", "text/plain"}}));
+        rig.view.showTask(task(1));
+        rig.view.show();
+        QVERIFY(rig.view.isLoadingAttachments());
+        QVERIFY(!rig.view.showsNoAttachments());
+        QTRY_COMPARE(rig.view.attachments().size(), 2);
+        QVERIFY(!rig.view.showsNoAttachments());
+        QCOMPARE(targets(rig.server).size(), 2);
 
-        m_view->deleteAttachment(m_view->attachments().first());
-        QTRY_COMPARE(m_view->attachments().size(), 2);
-        QCOMPARE(await(m_client->api.fetchAttachments(with.id)).attachments.size(), 2);
+        // The same task handed in again while it is on screen (an edit, a toggle) fetches nothing.
+        rig.view.showTask(task(1));
+        QTest::qWait(50);
+        QCOMPARE(targets(rig.server).size(), 2);
     }
 
     void aLateAnswerForAnotherTaskIsDropped() {
-        ScriptedServer scripted;
-        QVERIFY(scripted.listen());
-        MemoryStore store;
-        store.setText(u"vexo_token"_s, u"t"_s);
-        APIService api(scripted.baseUrl(), m_client->network, store);
-        AppState state(api, store, m_service->clock());
-        TaskDetailView view(state, *m_theme, m_client->network);
-        ScriptedReply slow = ScriptedReply::json(
-            200, R"({"attachments":[{"id":1,"filename":"old.txt","mimetype":"text/plain","size":1}]})");
+        Scripted rig(*m_theme, m_service->clock());
+        ScriptedReply slow = attachmentList({{1, "old.txt", "text/plain"}});
         slow.delayMs = 300;
-        scripted.enqueue(slow);
-        scripted.enqueue(ScriptedReply::json(200, R"({"attachments":[]})"));
-        VexoTask first;
-        first.id = 1;
-        first.title = u"a"_s;
-        VexoTask second = first;
-        second.id = 2;
-        view.showTask(first);
-        view.showTask(second);
-        QTRY_VERIFY(!view.isLoadingAttachments());
+        rig.server.setReplyFor("/api/tasks/1/attachments", slow);
+        rig.server.setReplyFor("/api/tasks/2/attachments", attachmentList({}));
+        rig.view.showTask(task(1));
+        rig.view.showTask(task(2));
+        QTRY_VERIFY(!rig.view.isLoadingAttachments());
         QTest::qWait(400);
-        QVERIFY(view.attachments().isEmpty());
-        QVERIFY(view.showsNoAttachments());
+        QVERIFY(rig.view.attachments().isEmpty());
+        QVERIFY(rig.view.showsNoAttachments());
+    }
+
+    void noAttachmentsShowsItsIcon() {
+        Scripted rig(*m_theme, m_service->clock());
+        rig.server.setReplyFor("/api/tasks/1/attachments", attachmentList({}));
+        rig.view.showTask(task(1));
+        QVERIFY(!rig.view.noAttachmentsIcon()->isVisible()); // not while loading
+        QTRY_VERIFY(rig.view.showsNoAttachments());
+        QVERIFY(rig.view.noAttachmentsIcon()->isVisible());
+        QCOMPARE(rig.view.noAttachmentsIcon()->iconName(), u"photo.on.rectangle.angled"_s);
+        QVERIFY(Icons::has(rig.view.noAttachmentsIcon()->iconName()));
+    }
+
+    void aPictureWhoseFileFailsIsAskedForOnce() {
+        Scripted rig(*m_theme, m_service->clock());
+        rig.server.setReplyFor("/api/tasks/1/attachments", attachmentList({{10, "a.png"}, {11, "broken.png"}}));
+        rig.server.setReplyFor("/api/tasks/1/attachments/10/file", ScriptedReply::raw(200, "image/png", png()));
+        rig.server.setReplyFor("/api/tasks/1/attachments/11/file", ScriptedReply::raw(200, "image/png", "not a png"));
+        rig.view.showTask(task(1));
+        QTRY_COMPARE(rig.view.thumbnailsLoaded(), 1);
+        rig.view.hide();
+        rig.view.show();
+        QTRY_COMPARE(targets(rig.server).count(u"GET /api/tasks/1/attachments"_s), 2);
+        QTest::qWait(200);
+        QCOMPARE(targets(rig.server).count(u"GET /api/tasks/1/attachments/11/file"_s), 1);
+        QCOMPARE(rig.view.thumbnails()->count(), 2);
+
+        rig.server.setReplyFor("/api/tasks/1/attachments/10", ScriptedReply::json(200, R"({"success":true})"));
+        rig.view.deleteAttachment(rig.view.attachments().first());
+        QTRY_COMPARE(rig.view.attachments().size(), 1);
+        QCOMPARE(rig.server.lastRequest().method, QByteArray("DELETE"));
+        QCOMPARE(rig.server.lastRequest().target, QByteArray("/api/tasks/1/attachments/10"));
+    }
+
+    void theLightboxClosesAndSteps() {
+        Scripted rig(*m_theme, m_service->clock());
+        rig.view.resize(900, 700);
+        rig.server.setReplyFor("/api/tasks/1/attachments",
+                               attachmentList({{10, "a.png"}, {11, "notes.txt", "text/plain"}, {12, "b.png"}}));
+        rig.server.setReplyFor("/api/tasks/1/attachments/1", ScriptedReply::raw(200, "image/png", png()));
+        rig.view.showTask(task(1));
+        QTRY_COMPARE(rig.view.thumbnailsLoaded(), 2);
+
+        // A click on a thumbnail opens its picture; the arrow keys go through the pictures only.
+        const QListWidget* list = rig.view.thumbnails();
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(2)).center());
+        QTRY_VERIFY(rig.view.lightbox());
+        Lightbox* box = rig.view.lightbox();
+        QVERIFY(box->isVisible());
+        QCOMPARE(box->count(), 2);
+        QCOMPARE(box->index(), 1);
+        QCOMPARE(box->caption(), u"b.png — 2 / 2"_s);
+        QTest::keyClick(box, Qt::Key_Left);
+        QCOMPARE(box->index(), 0);
+        QTest::keyClick(box, Qt::Key_Left);
+        QCOMPARE(box->index(), 0);
+        QTest::keyClick(box, Qt::Key_Right);
+        QCOMPARE(box->index(), 1);
+
+        // A visible close control, and a click beside the picture, each close it.
+        QVERIFY(box->closeButton()->isVisible());
+        QVERIFY(!box->closeButton()->icon().isNull());
+        QTest::mouseClick(box->closeButton(), Qt::LeftButton);
+        QTRY_VERIFY(!rig.view.lightbox());
+        rig.view.openAttachment(0);
+        QTRY_VERIFY(rig.view.lightbox());
+        box = rig.view.lightbox();
+        const QRectF picture = box->imageRect();
+        QTest::mouseClick(box, Qt::LeftButton, {}, picture.center().toPoint());
+        QVERIFY(rig.view.lightbox()); // on the picture itself nothing happens
+        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(int(picture.left()) - 10, int(picture.center().y())));
+        QTRY_VERIFY(!rig.view.lightbox());
+    }
+
+    void aFileThatIsNoPictureOpensOnTheDesktop_data() {
+        QTest::addColumn<QString>("filename");
+        QTest::addColumn<QString>("savedAs");
+        QTest::newRow("plain") << u"Смета.pdf"_s << u"Смета.pdf"_s;
+        QTest::newRow("folders in the name") << u"../../etc/passwd"_s << u"passwd"_s;
+        QTest::newRow("hidden") << u".bashrc"_s << u"bashrc"_s;
+        QTest::newRow("nothing left") << u"/"_s << u"вложение"_s;
+    }
+
+    void aFileThatIsNoPictureOpensOnTheDesktop() {
+        QFETCH(QString, filename);
+        QFETCH(QString, savedAs);
+        Scripted rig(*m_theme, m_service->clock());
+        QStringList opened;
+        rig.view.setFileOpener([&](const QString& path) { opened << path; });
+        const QByteArray list = "{\"attachments\":[{\"id\":30,\"filename\":\"" + filename.toUtf8() +
+                                "\",\"mimetype\":\"application/pdf\",\"size\":3}]}";
+        rig.server.setReplyFor("/api/tasks/1/attachments", ScriptedReply::json(200, list));
+        rig.server.setReplyFor("/api/tasks/1/attachments/30/file", ScriptedReply::raw(200, "application/pdf", "PDF"));
+        rig.view.showTask(task(1));
+        QTRY_COMPARE(rig.view.attachments().size(), 1);
+        rig.server.clearRequests();
+        rig.view.openAttachment(0);
+        QTRY_COMPARE(opened.size(), 1);
+        QVERIFY(!rig.view.lightbox()); // never an empty lightbox
+        QCOMPARE(QFileInfo(opened.first()).fileName(), savedAs);
+        QFile file(opened.first());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("PDF"));
+        QCOMPARE(targets(rig.server), QStringList{u"GET /api/tasks/1/attachments/30/file"_s});
+        QVERIFY(!rig.server.lastRequest().hasHeader("Authorization"));
+    }
+
+    void aFileThatCannotBeHadSaysSo() {
+        Scripted rig(*m_theme, m_service->clock());
+        QStringList opened;
+        rig.view.setFileOpener([&](const QString& path) { opened << path; });
+        rig.server.setReplyFor("/api/tasks/1/attachments", attachmentList({{30, "a.pdf", "application/pdf"}}));
+        rig.server.setReplyFor("/api/tasks/1/attachments/30/file",
+                               ScriptedReply::json(404, R"({"error":"Вложение не найдено"})"));
+        rig.view.showTask(task(1));
+        QTRY_COMPARE(rig.view.attachments().size(), 1);
+        rig.view.openAttachment(0);
+        QTRY_COMPARE(rig.state.toastMessage(), std::optional<QString>(u"Ошибка: Вложение не найдено"_s));
+        QVERIFY(opened.isEmpty());
     }
 
     void descriptionsFetchNothing() {

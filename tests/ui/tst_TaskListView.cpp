@@ -80,6 +80,7 @@ private Q_SLOTS:
     void init() {
         m_client = std::make_unique<ClientRig>(m_server.baseUrl(), m_clock, u"t"_s);
         m_theme = std::make_unique<Theme>(m_client->store);
+        m_theme->apply();
         m_view = std::make_unique<TaskListView>(m_client->state, *m_theme);
         m_view->resize(900, 700);
         m_view->show();
@@ -132,6 +133,58 @@ private Q_SLOTS:
         QCOMPARE(m_view->model()->rowCount(), 2);
         triggerMenu(menu, u"Любой"_s);
         QCOMPARE(m_view->model()->rowCount(), 4);
+    }
+
+    // "Любой" has no icon; each priority shows its dot in its own colour, before the word.
+    void priorityMenuShowsTheDots() {
+        const auto centreOf = [](const QIcon& icon) { return icon.pixmap(QSize(16, 16)).toImage().pixelColor(8, 8); };
+        for (const QString& theme : {u"dark"_s, u"light"_s}) {
+            m_theme->setPreference(theme);
+            const QList<QAction*> actions = m_view->priorityButton()->menu()->actions();
+            QVERIFY(actions[0]->icon().isNull());
+            for (int i = 0; i < 3; ++i) {
+                QAction* action = actions[2 + i];
+                QVERIFY2(!action->icon().isNull(), qPrintable(action->text()));
+                QCOMPARE(centreOf(action->icon()), m_theme->palette().priorityColor(allTaskPriorities[i]));
+            }
+        }
+        m_theme->setPreference(u"dark"_s);
+        QMenu* menu = m_view->priorityButton()->menu();
+        menu->popup(m_view->mapToGlobal(QPoint(20, 20)));
+        QVERIFY(QTest::qWaitForWindowExposed(menu));
+        const QRect item = menu->actionGeometry(menu->actions()[2]);
+        const QImage look = menu->grab().toImage();
+        // The dot sits at the start of the item, before the word.
+        int dotX = -1;
+        for (int x = item.left(); x <= item.right() && dotX < 0; ++x) {
+            for (int y = item.top(); y <= item.bottom() && dotX < 0; ++y) {
+                if (look.pixelColor(x, y) == m_theme->palette().red)
+                    dotX = x;
+            }
+        }
+        menu->close();
+        QVERIFY(dotX >= 0);
+        QVERIFY2(dotX < item.left() + 30, qPrintable(QString::number(dotX - item.left())));
+    }
+
+    // A box not done is outlined in the border colour: white at 8 % over the row in the dark theme.
+    void anOpenCheckBoxIsOutlinedInTheBorderColour() {
+        QListView* list = m_view->listView();
+        const QRect rowRect = list->visualRect(m_view->model()->index(0)); // pending
+        const QRect row =
+            rowRect.adjusted(TaskRowDelegate::sideInset, 0, -TaskRowDelegate::sideInset, -TaskRowDelegate::gap);
+        const QRect box = TaskRowDelegate::checkBoxRect(row);
+        const QImage look = list->viewport()->grab().toImage();
+        const Palette& p = m_theme->palette();
+        const qreal a = p.border.alphaF();
+        const QColor expected = QColor::fromRgbF(p.raised.redF() * (1 - a) + p.border.redF() * a,
+                                                 p.raised.greenF() * (1 - a) + p.border.greenF() * a,
+                                                 p.raised.blueF() * (1 - a) + p.border.blueF() * a);
+        const QColor edge = look.pixelColor(box.left(), box.center().y());
+        QVERIFY2(qAbs(edge.red() - expected.red()) <= 3 && qAbs(edge.green() - expected.green()) <= 3 &&
+                     qAbs(edge.blue() - expected.blue()) <= 3,
+                 qPrintable(edge.name() + u" != "_s + expected.name()));
+        QCOMPARE(look.pixelColor(box.center()), p.raised); // and no fill, no mark
     }
 
     void emptyAndLoadingStates() {
@@ -270,16 +323,24 @@ private Q_SLOTS:
     }
 
     void theLookFollowsTheTheme() {
-        QImage dark = m_view->grab().toImage();
+        // The window's ground, a row, a chip and the title take each theme's own colours.
+        const auto look = [this] {
+            const QImage image = m_view->grab().toImage();
+            const QRect row = m_view->listView()->visualRect(m_view->model()->index(1));
+            const QPoint inRow =
+                m_view->listView()->viewport()->mapTo(m_view.get(), QPoint(row.right() - 40, row.top() + 8));
+            QPushButton* chip = m_view->dateChips()[1];
+            const QPoint inChip = chip->mapTo(m_view.get(), QPoint(4, chip->height() / 2));
+            return QList<QColor>{image.pixelColor(image.width() - 5, image.height() - 5), image.pixelColor(inRow),
+                                 image.pixelColor(inChip)};
+        };
+        const auto expected = [](const Palette& p) { return QList<QColor>{p.background, p.raised, p.raised}; };
+        QCOMPARE(look(), expected(Palette::darkPalette()));
         m_theme->setPreference(u"light"_s);
-        QImage light = m_view->grab().toImage();
-        QVERIFY(dark != light);
-        const QColor corner = light.pixelColor(light.width() - 5, light.height() - 5);
-        QVERIFY2(corner.lightness() > 200 || qApp->palette().color(QPalette::Window).lightness() > 200,
-                 qPrintable(corner.name()));
+        QCOMPARE(look(), expected(Palette::lightPalette()));
         QCOMPARE(m_client->store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
         m_theme->setPreference(u"dark"_s);
-        QVERIFY(qApp->palette().color(QPalette::Window).lightness() < 60);
+        QCOMPARE(look(), expected(Palette::darkPalette()));
     }
 };
 

@@ -1,8 +1,10 @@
 #include "APIKeyView.h"
 
 #include "AppState.h"
+#include "ConfirmDialog.h"
 #include "Fonts.h"
-#include "Icons.h"
+#include "IconView.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
@@ -11,7 +13,6 @@
 #include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QUrl>
@@ -25,13 +26,10 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     , m_theme(theme)
     , m_dismiss(std::move(dismiss)) {
     setMinimumWidth(680);
-    m_confirm = [](QWidget* parent) {
-        QMessageBox box(QMessageBox::Warning, u"Сгенерировать новый ключ?"_s, u"Старый ключ перестанет работать."_s,
-                        QMessageBox::NoButton, parent);
-        QPushButton* confirm = box.addButton(u"Подтвердить"_s, QMessageBox::DestructiveRole);
-        box.addButton(u"Отмена"_s, QMessageBox::RejectRole);
-        box.exec();
-        return box.clickedButton() == confirm;
+    m_confirm = [&theme](QWidget* parent) {
+        ConfirmDialog dialog(theme, u"Сгенерировать новый ключ?"_s, u"Старый ключ перестанет работать."_s,
+                             u"Подтвердить"_s, u"Отмена"_s, parent);
+        return dialog.exec() == QDialog::Accepted;
     };
     m_copiedTimer.setSingleShot(true);
     m_copiedTimer.setInterval(copiedMs);
@@ -45,11 +43,11 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     layout->setContentsMargins(24, 18, 24, 22);
     layout->setSpacing(12);
     auto* header = new QHBoxLayout;
-    m_keyIcon = new QLabel(this);
-    header->addWidget(m_keyIcon);
-    m_title = new QLabel(u"API Ключ"_s, this);
-    m_title->setFont(uiFont(18, QFont::Bold));
-    header->addWidget(m_title);
+    header->addWidget(new IconView(theme, u"key"_s, 18, Palette::Role::accent, this));
+    auto* title = new QLabel(u"API Ключ"_s, this);
+    title->setFont(uiFont(18, QFont::Bold));
+    Style::setText(title, Palette::Role::textPrimary);
+    header->addWidget(title);
     header->addStretch();
     m_close = new VexoButton(theme, VexoButton::Kind::ghost, QString(), this);
     m_close->setIconName(u"xmark"_s);
@@ -57,17 +55,19 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     connect(m_close, &QPushButton::clicked, this, [this] { m_dismiss(); });
     header->addWidget(m_close);
     layout->addLayout(header);
-    m_explanation =
+    auto* explanation =
         new QLabel(u"Используй этот ключ для отправки задач через AI-ассистентов и внешние сервисы"_s, this);
-    m_explanation->setWordWrap(true);
-    m_explanation->setFont(uiFont(13));
-    layout->addWidget(m_explanation);
+    explanation->setWordWrap(true);
+    explanation->setFont(uiFont(13));
+    Style::setText(explanation, Palette::Role::textSecondary);
+    layout->addWidget(explanation);
 
     auto* keyRow = new QHBoxLayout;
     m_key = new QLabel(this);
     m_key->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_key->setFont(QFont(u"monospace"_s, 12));
     m_key->setAccessibleName(u"API ключ"_s);
+    Style::setRole(m_key, u"apiKey"_s);
     keyRow->addWidget(m_key, 1);
     m_copy = new VexoButton(theme, VexoButton::Kind::ghost, u"Копировать"_s, this);
     connect(m_copy, &QPushButton::clicked, this, &APIKeyView::copy);
@@ -78,9 +78,10 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     connect(m_regenerate, &QPushButton::clicked, this, &APIKeyView::regenerate);
     layout->addWidget(m_regenerate, 0, Qt::AlignLeft);
 
-    m_exampleTitle = new QLabel(u"Пример запроса:"_s, this);
-    m_exampleTitle->setFont(uiFont(13, QFont::DemiBold));
-    layout->addWidget(m_exampleTitle);
+    auto* exampleTitle = new QLabel(u"Пример запроса:"_s, this);
+    exampleTitle->setFont(uiFont(13, QFont::DemiBold));
+    Style::setText(exampleTitle, Palette::Role::textPrimary);
+    layout->addWidget(exampleTitle);
     m_example = new QPlainTextEdit(this);
     m_example->setReadOnly(true);
     m_example->setFont(QFont(u"monospace"_s, 11));
@@ -94,7 +95,6 @@ APIKeyView::APIKeyView(AppState& state, Theme& theme, std::function<void()> dism
     layout->addWidget(m_docs, 0, Qt::AlignLeft);
 
     connect(&m_state, &AppState::apiKeyValueChanged, this, &APIKeyView::refresh);
-    connect(&m_theme, &Theme::changed, this, &APIKeyView::refresh);
     refresh();
     // Fetched on every opening, so a key changed elsewhere never shows stale.
     (void)m_state.loadApiKey();
@@ -145,16 +145,8 @@ QCoro::Task<void> APIKeyView::runRegenerate() {
 }
 
 void APIKeyView::refresh() {
-    const Palette& p = m_theme.palette();
     const QString key = m_state.apiKeyValue().value_or(QString());
-    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_keyIcon->setPixmap(Icons::pixmap(u"key"_s, 18, p.accent, devicePixelRatioF()));
-    m_explanation->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_exampleTitle->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
     m_key->setText(key.isEmpty() ? u"…"_s : key);
-    m_key->setStyleSheet(
-        u"color: %1; background: %2; border: 1px solid %3; border-radius: 8px; padding: 8px 10px;"_s.arg(
-            p.accent.name(), p.raised.name(), p.border.name(QColor::HexArgb)));
     m_copy->setText(m_copied ? u"Скопировано!"_s : u"Копировать"_s);
     m_copy->setIconName(m_copied ? u"checkmark"_s : u"doc.on.doc"_s);
     m_regenerate->setEnabled(!m_regenerating);

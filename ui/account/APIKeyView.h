@@ -47,13 +47,9 @@ private:
     bool m_copied = false;
     bool m_regenerating = false;
     QTimer m_copiedTimer;
-    QLabel* m_keyIcon;
-    QLabel* m_title;
-    QLabel* m_explanation;
     QLabel* m_key;
     VexoButton* m_copy;
     VexoButton* m_regenerate;
-    QLabel* m_exampleTitle;
     QPlainTextEdit* m_example;
     VexoButton* m_docs;
     VexoButton* m_close;

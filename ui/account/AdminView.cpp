@@ -1,11 +1,13 @@
 #include "AdminView.h"
 
 #include "AppState.h"
+#include "Badge.h"
 #include "BusyIndicator.h"
 #include "Fonts.h"
-#include "Icons.h"
+#include "IconView.h"
 #include "ScrollPage.h"
 #include "StatCard.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoCard.h"
 
@@ -17,6 +19,17 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+QLabel* textLabel(const QString& text, int size, QFont::Weight weight, Palette::Role role, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(uiFont(size, weight));
+    Style::setText(label, role);
+    return label;
+}
+
+} // namespace
+
 AdminView::AdminView(AppState& state, Theme& theme, QWidget* parent)
     : QWidget(parent)
     , m_state(state)
@@ -24,18 +37,21 @@ AdminView::AdminView(AppState& state, Theme& theme, QWidget* parent)
     setMinimumWidth(420);
     QVBoxLayout* layout = addScrollPage(this, 12);
     QWidget* page = layout->parentWidget();
-    m_title = new QLabel(u"Панель администратора"_s, page);
-    m_title->setFont(uiFont(20, QFont::Bold));
-    layout->addWidget(m_title);
-    m_subtitle = new QLabel(u"Управление пользователями и задачами"_s, page);
-    m_subtitle->setFont(uiFont(13));
-    layout->addWidget(m_subtitle);
+    layout->addWidget(textLabel(u"Панель администратора"_s, 20, QFont::Bold, Palette::Role::textPrimary, page));
+    layout->addWidget(
+        textLabel(u"Управление пользователями и задачами"_s, 13, QFont::Normal, Palette::Role::textSecondary, page));
     m_busy = new BusyIndicator(theme, 18, page);
     layout->addWidget(m_busy);
-    m_errorLabel = new QLabel(page);
+    m_errorRow = new QWidget(page);
+    auto* errorLayout = new QHBoxLayout(m_errorRow);
+    errorLayout->setContentsMargins(0, 0, 0, 0);
+    errorLayout->setSpacing(6);
+    m_errorIcon = new IconView(theme, u"exclamationmark.triangle"_s, 14, Palette::Role::red, m_errorRow);
+    errorLayout->addWidget(m_errorIcon, 0, Qt::AlignTop);
+    m_errorLabel = textLabel(QString(), 13, QFont::Normal, Palette::Role::red, m_errorRow);
     m_errorLabel->setWordWrap(true);
-    m_errorLabel->setFont(uiFont(13));
-    layout->addWidget(m_errorLabel);
+    errorLayout->addWidget(m_errorLabel, 1);
+    layout->addWidget(m_errorRow);
     auto* cards = new QHBoxLayout;
     cards->setSpacing(10);
     m_cards << new StatCard(theme, u"person.2"_s, u"Пользователей"_s, StatCard::ValueRole::primary, page)
@@ -45,14 +61,11 @@ AdminView::AdminView(AppState& state, Theme& theme, QWidget* parent)
     for (StatCard* card : m_cards)
         cards->addWidget(card);
     layout->addLayout(cards);
-    m_usersTitle = new QLabel(u"Пользователи"_s, page);
-    m_usersTitle->setFont(uiFont(14, QFont::DemiBold));
-    layout->addWidget(m_usersTitle);
+    layout->addWidget(textLabel(u"Пользователи"_s, 14, QFont::DemiBold, Palette::Role::textPrimary, page));
     m_rows = new QVBoxLayout;
     m_rows->setSpacing(6);
     layout->addLayout(m_rows);
     layout->addStretch();
-    connect(&m_theme, &Theme::changed, this, &AdminView::refresh);
     refresh();
 }
 
@@ -101,14 +114,9 @@ QStringList AdminView::userRows() const {
 }
 
 void AdminView::refresh() {
-    const Palette& p = m_theme.palette();
-    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_subtitle->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_usersTitle->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
     m_busy->setVisible(m_loading);
-    m_errorLabel->setVisible(m_error.has_value());
+    m_errorRow->setVisible(m_error.has_value());
     m_errorLabel->setText(m_error.value_or(QString()));
-    m_errorLabel->setStyleSheet(u"color: %1;"_s.arg(p.red.name()));
     const qint64 values[] = {m_stats ? m_stats->totalUsers : -1, m_stats ? m_stats->totalTasks : -1,
                              m_stats ? m_stats->activeTasks : -1, m_stats ? m_stats->completedTasks : -1};
     for (int i = 0; i < 4; ++i)
@@ -120,10 +128,7 @@ void AdminView::refresh() {
     }
     m_rowTexts.clear();
     if (m_users.isEmpty()) {
-        auto* empty = new QLabel(u"Нет данных"_s);
-        empty->setFont(uiFont(13));
-        empty->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
-        m_rows->addWidget(empty);
+        m_rows->addWidget(textLabel(u"Нет данных"_s, 13, QFont::Normal, Palette::Role::textTertiary, nullptr));
         return;
     }
     for (const AdminUser& user : std::as_const(m_users)) {
@@ -134,40 +139,22 @@ void AdminView::refresh() {
         names->setSpacing(2);
         auto* nameRow = new QHBoxLayout;
         nameRow->setSpacing(6);
-        auto* name = new QLabel(user.displayName(), card);
-        name->setFont(uiFont(14, QFont::Medium));
-        name->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-        nameRow->addWidget(name);
-        if (user.isAdmin == true) {
-            QColor ground = p.accent;
-            ground.setAlphaF(0.12);
-            auto* badge = new QLabel(u"admin"_s, card);
-            badge->setFont(uiFont(10, QFont::DemiBold));
-            badge->setStyleSheet(u"color: %1; background: %2; border-radius: 6px; padding: 1px 6px;"_s.arg(
-                p.accent.name(), ground.name(QColor::HexArgb)));
-            nameRow->addWidget(badge);
-        }
+        nameRow->addWidget(textLabel(user.displayName(), 14, QFont::Medium, Palette::Role::textPrimary, card));
+        if (user.isAdmin == true)
+            nameRow->addWidget(new Badge(m_theme, u"admin"_s, QString(), Palette::Role::accent, 10, card));
         nameRow->addStretch();
         names->addLayout(nameRow);
-        if (user.username) {
-            auto* username = new QLabel(*user.username, card);
-            username->setFont(uiFont(12));
-            username->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
-            names->addWidget(username);
-        }
+        if (user.username)
+            names->addWidget(textLabel(*user.username, 12, QFont::Normal, Palette::Role::textTertiary, card));
         row->addLayout(names, 1);
         auto* counts = new QVBoxLayout;
         counts->setSpacing(0);
         const QString count =
             user.taskCount ? QString::asprintf("%lld", static_cast<long long>(*user.taskCount)) : u"—"_s;
-        auto* number = new QLabel(count, card);
-        number->setFont(uiFont(16, QFont::DemiBold));
+        auto* number = textLabel(count, 16, QFont::DemiBold, Palette::Role::textPrimary, card);
         number->setAlignment(Qt::AlignRight);
-        number->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-        auto* word = new QLabel(u"задач"_s, card);
-        word->setFont(uiFont(10));
+        auto* word = textLabel(u"задач"_s, 10, QFont::Normal, Palette::Role::textTertiary, card);
         word->setAlignment(Qt::AlignRight);
-        word->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
         counts->addWidget(number);
         counts->addWidget(word);
         row->addLayout(counts);

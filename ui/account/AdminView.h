@@ -10,6 +10,7 @@
 
 class AppState;
 class BusyIndicator;
+class IconView;
 class QLabel;
 class QVBoxLayout;
 class StatCard;
@@ -25,6 +26,8 @@ public:
     QCoro::Task<void> load();
     bool isLoading() const { return m_loading; }
     QString errorText() const;
+    // The warning sign beside the error line; shown with it.
+    IconView* errorIcon() const { return m_errorIcon; }
     QStringList cardValues() const;
     QStringList userRows() const; // "name|username|count|admin"
 
@@ -40,12 +43,11 @@ private:
     QList<AdminUser> m_users;
     bool m_loading = false;
     std::optional<QString> m_error;
-    QLabel* m_title;
-    QLabel* m_subtitle;
     BusyIndicator* m_busy;
+    QWidget* m_errorRow;
+    IconView* m_errorIcon;
     QLabel* m_errorLabel;
     QList<StatCard*> m_cards;
-    QLabel* m_usersTitle;
     QVBoxLayout* m_rows;
     QStringList m_rowTexts;
 };

@@ -1,11 +1,14 @@
 #include "SettingsView.h"
 
 #include "AppState.h"
+#include "ChipButton.h"
 #include "Fonts.h"
+#include "IconView.h"
 #include "Icons.h"
+#include "Style.h"
+#include "Switch.h"
 #include "Theme.h"
 
-#include <QCheckBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -33,27 +36,27 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     auto* header = new QHBoxLayout;
     auto* title = new QLabel(u"Настройки"_s, this);
     title->setFont(uiFont(18, QFont::Bold));
-    m_titles << title;
+    Style::setText(title, Palette::Role::textPrimary);
     header->addWidget(title);
     header->addStretch();
-    m_close = new QPushButton(u"Закрыть"_s, this);
-    m_close->setFlat(true);
-    m_close->setCursor(Qt::PointingHandCursor);
-    connect(m_close, &QPushButton::clicked, this, [this] { m_dismiss(); });
-    header->addWidget(m_close);
+    auto* close = new QPushButton(u"Закрыть"_s, this);
+    close->setCursor(Qt::PointingHandCursor);
+    close->setIcon(Icons::icon(u"xmark"_s, theme, Palette::Role::textSecondary));
+    Style::setRole(close, u"plain"_s);
+    connect(close, &QPushButton::clicked, this, [this] { m_dismiss(); });
+    header->addWidget(close);
     layout->addLayout(header);
 
+    // A section's heading row; what goes at its end (the switch) is the caller's.
     const auto section = [&](const QString& icon, const QString& name, const QString& hint) {
         layout->addSpacing(8);
         auto* row = new QHBoxLayout;
         row->setSpacing(8);
-        auto* glyph = new QLabel(this);
-        glyph->setProperty("icon", icon);
-        m_icons << glyph;
+        if (!icon.isEmpty())
+            row->addWidget(new IconView(theme, icon, 15, Palette::Role::accent, this));
         auto* label = new QLabel(name, this);
         label->setFont(uiFont(14, QFont::DemiBold));
-        m_titles << label;
-        row->addWidget(glyph);
+        Style::setText(label, Palette::Role::textPrimary);
         row->addWidget(label);
         row->addStretch();
         layout->addLayout(row);
@@ -61,20 +64,17 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
             auto* text = new QLabel(hint, this);
             text->setWordWrap(true);
             text->setFont(uiFont(12));
-            m_hints << text;
+            Style::setText(text, Palette::Role::textSecondary);
             layout->addWidget(text);
         }
+        return row;
     };
     section(u"circle.lefthalf.filled"_s, u"Оформление"_s, u"Выбери системную, тёмную или светлую тему"_s);
     auto* themes = new QHBoxLayout;
     themes->setSpacing(6);
     for (const auto& [label, value] : {std::pair{u"Системная"_s, u"system"_s}, std::pair{u"Тёмная"_s, u"dark"_s},
                                        std::pair{u"Светлая"_s, u"light"_s}}) {
-        auto* button = new QPushButton(label, this);
-        button->setCheckable(true);
-        button->setCursor(Qt::PointingHandCursor);
-        button->setFont(uiFont(12));
-        button->setMinimumWidth(QFontMetrics(uiFont(12, QFont::DemiBold)).horizontalAdvance(label) + 34);
+        auto* button = new ChipButton(label, true, this);
         button->setProperty("theme", value);
         connect(button, &QPushButton::clicked, this, [this, value] {
             m_theme.setPreference(value);
@@ -86,16 +86,15 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     themes->addStretch();
     layout->addLayout(themes);
 
-    section(u"paperplane"_s, u"Отправлять в Telegram"_s,
-            u"При создании задачи автоматически отправлять уведомление в бот"_s);
-    m_send = new QCheckBox(u"Автоматически"_s, this);
-    m_send->setFont(uiFont(13));
+    QHBoxLayout* sending = section(u"paperplane"_s, u"Отправлять в Telegram"_s,
+                                   u"При создании задачи автоматически отправлять уведомление в бот"_s);
+    m_send = new Switch(theme, QString(), this);
     m_send->setAccessibleName(u"Отправлять в Telegram"_s);
-    connect(m_send, &QCheckBox::clicked, this, [this](bool on) {
+    connect(m_send, &Switch::clicked, this, [this](bool on) {
         m_state.setUserSettings(UserSettings{on});
         (void)m_state.saveSettings();
     });
-    layout->addWidget(m_send);
+    sending->addWidget(m_send);
 
     section(QString(), u"Горячие клавиши"_s, QString());
     const QList<std::pair<QString, QString>> hotkeys{{u"Новая задача"_s, u"N"_s},
@@ -106,8 +105,10 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
         auto* row = new QHBoxLayout;
         auto* text = new QLabel(description, this);
         text->setFont(uiFont(13));
+        Style::setText(text, Palette::Role::textSecondary);
         auto* cap = new QLabel(key, this);
         cap->setFont(uiFont(11, QFont::DemiBold));
+        Style::setRole(cap, u"keycap"_s);
         row->addWidget(text);
         row->addStretch();
         row->addWidget(cap);
@@ -136,32 +137,7 @@ QStringList SettingsView::hotkeyRows() const {
 }
 
 void SettingsView::refresh() {
-    const Palette& p = m_theme.palette();
-    for (QLabel* title : std::as_const(m_titles))
-        title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    for (QLabel* hint : std::as_const(m_hints))
-        hint->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    for (QLabel* glyph : std::as_const(m_icons)) {
-        const QString icon = glyph->property("icon").toString();
-        glyph->setVisible(!icon.isEmpty());
-        if (!icon.isEmpty())
-            glyph->setPixmap(Icons::pixmap(icon, 15, p.accent, devicePixelRatioF()));
-    }
-    for (QPushButton* button : std::as_const(m_themes)) {
+    for (QPushButton* button : std::as_const(m_themes))
         button->setChecked(button->property("theme").toString() == m_theme.preference());
-        button->setStyleSheet(
-            u"QPushButton { color: %1; background: %2; border: none; border-radius: 7px;"
-            u" padding: 6px 14px; } QPushButton:checked { color: %3; background: %4; font-weight: 600; }"_s.arg(
-                p.textSecondary.name(), p.raised.name(), p.onAccent.name(), p.accent.name()));
-    }
     m_send->setChecked(m_state.userSettings().autoSendBot);
-    m_send->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_close->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_close->setIcon(Icons::icon(u"xmark"_s, p.textSecondary));
-    for (const auto& [text, cap] : m_hotkeys) {
-        text->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-        cap->setStyleSheet(
-            u"color: %1; background: %2; border: 1px solid %3; border-radius: 5px; padding: 2px 8px;"_s.arg(
-                p.textPrimary.name(), p.raised.name(), p.border.name(QColor::HexArgb)));
-    }
 }

@@ -5,9 +5,9 @@
 #include <functional>
 
 class AppState;
-class QCheckBox;
 class QLabel;
 class QPushButton;
+class Switch;
 class Theme;
 
 // Appearance, automatic sending to the chat, and the keyboard shortcuts.
@@ -18,7 +18,7 @@ public:
     SettingsView(AppState& state, Theme& theme, std::function<void()> dismiss, QWidget* parent = nullptr);
 
     QPushButton* themeButton(const QString& label) const;
-    QCheckBox* sendSwitch() const { return m_send; }
+    Switch* sendSwitch() const { return m_send; }
     QStringList hotkeyRows() const; // "description — key"
     // The label of the edit form's save keys on this platform.
     static QString saveKeyLabel();
@@ -30,10 +30,6 @@ private:
     Theme& m_theme;
     std::function<void()> m_dismiss;
     QList<QPushButton*> m_themes;
-    QCheckBox* m_send;
-    QList<QLabel*> m_titles;
-    QList<QLabel*> m_hints;
-    QList<QLabel*> m_icons;
+    Switch* m_send;
     QList<std::pair<QLabel*, QLabel*>> m_hotkeys;
-    QPushButton* m_close;
 };

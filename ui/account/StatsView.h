@@ -36,7 +36,6 @@ private:
 
     AppState& m_state;
     Theme& m_theme;
-    QLabel* m_title;
     QList<QPushButton*> m_ranges;
     struct Total {
         VexoCard* card;
@@ -45,10 +44,8 @@ private:
         QLabel* caption;
     };
     QList<Total> m_totals;
-    QLabel* m_dailyTitle;
     DailyBarChart* m_chart;
     QLabel* m_noDaily;
-    QLabel* m_priorityTitle;
     QVBoxLayout* m_priorityRows;
     QLabel* m_noPriority;
     QStringList m_priorityTexts;

@@ -1,5 +1,7 @@
 #include "Icons.h"
 
+#include "Theme.h"
+
 #include <QFile>
 #include <QHash>
 #include <QIconEngine>
@@ -90,8 +92,15 @@ public:
     TintedIconEngine(QString name, QColor tint)
         : m_name(std::move(name))
         , m_tint(tint) {}
-    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
+    TintedIconEngine(QString name, const Theme& theme, Palette::Role role, std::optional<Palette::Role> checkedRole)
+        : m_name(std::move(name))
+        , m_theme(&theme)
+        , m_role(role)
+        , m_checkedRole(checkedRole) {}
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
         QColor tint = m_tint;
+        if (m_theme)
+            tint = m_theme->palette().color(state == QIcon::On && m_checkedRole ? *m_checkedRole : m_role);
         if (mode == QIcon::Disabled)
             tint.setAlphaF(tint.alphaF() * 0.4);
         Icons::paint(*painter, rect, m_name, tint);
@@ -107,11 +116,16 @@ public:
         paint(&painter, QRect(QPoint(), size), mode, state);
         return pixmap;
     }
-    QIconEngine* clone() const override { return new TintedIconEngine(m_name, m_tint); }
+    QIconEngine* clone() const override { return new TintedIconEngine(*this); }
 
 private:
+    TintedIconEngine(const TintedIconEngine&) = default;
+
     QString m_name;
     QColor m_tint;
+    const Theme* m_theme = nullptr;
+    Palette::Role m_role = Palette::Role::textPrimary;
+    std::optional<Palette::Role> m_checkedRole;
 };
 
 } // namespace
@@ -147,6 +161,10 @@ QPixmap pixmap(const QString& name, int size, const QColor& tint, qreal devicePi
 
 QIcon icon(const QString& name, const QColor& tint) {
     return QIcon(new TintedIconEngine(name, tint));
+}
+
+QIcon icon(const QString& name, const Theme& theme, Palette::Role role, std::optional<Palette::Role> checkedRole) {
+    return QIcon(new TintedIconEngine(name, theme, role, checkedRole));
 }
 
 } // namespace Icons

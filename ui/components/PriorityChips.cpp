@@ -1,16 +1,13 @@
 #include "PriorityChips.h"
 
 #include "Fonts.h"
-#include "Theme.h"
+#include "Style.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>
 
-using namespace Qt::StringLiterals;
-
-PriorityChips::PriorityChips(Theme& theme, TaskPriority initial, QWidget* parent)
+PriorityChips::PriorityChips(TaskPriority initial, QWidget* parent)
     : QWidget(parent)
-    , m_theme(theme)
     , m_priority(initial) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -20,6 +17,10 @@ PriorityChips::PriorityChips(Theme& theme, TaskPriority initial, QWidget* parent
         chip->setCursor(Qt::PointingHandCursor);
         chip->setFont(uiFont(12));
         chip->setCheckable(true);
+        chip->setChecked(priority == m_priority);
+        chip->setMinimumWidth(QFontMetrics(uiFont(12, QFont::DemiBold)).horizontalAdvance(chip->text()) + 28);
+        Style::setRole(chip, QStringLiteral("priorityChip"));
+        Style::setProperty(chip, "vexoTone", Palette::roleName(Palette::priorityRole(priority)));
         connect(chip, &QPushButton::clicked, this, [this, priority] {
             setPriority(priority);
             Q_EMIT priorityChosen(priority);
@@ -28,27 +29,10 @@ PriorityChips::PriorityChips(Theme& theme, TaskPriority initial, QWidget* parent
         layout->addWidget(chip);
     }
     layout->addStretch();
-    connect(&m_theme, &Theme::changed, this, &PriorityChips::restyle);
-    restyle();
 }
 
 void PriorityChips::setPriority(TaskPriority priority) {
     m_priority = priority;
-    restyle();
-}
-
-void PriorityChips::restyle() {
-    const Palette& p = m_theme.palette();
-    for (int i = 0; i < m_chips.size(); ++i) {
-        const TaskPriority priority = allTaskPriorities[i];
-        const bool chosen = priority == m_priority;
-        QColor ground = p.priorityColor(priority);
-        ground.setAlphaF(chosen ? 0.22 : 0.0);
-        m_chips[i]->setChecked(chosen);
-        m_chips[i]->setStyleSheet(
-            u"QPushButton { color: %1; background: %2; border: 1px solid %3; border-radius: 7px; padding: 6px 12px;"
-            u" font-weight: %4; }"_s.arg(p.priorityColor(priority).name(), ground.name(QColor::HexArgb),
-                                         chosen ? p.priorityColor(priority).name() : p.border.name(QColor::HexArgb),
-                                         chosen ? u"600"_s : u"400"_s));
-    }
+    for (int i = 0; i < m_chips.size(); ++i)
+        m_chips[i]->setChecked(allTaskPriorities[i] == m_priority);
 }

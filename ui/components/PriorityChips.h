@@ -5,14 +5,14 @@
 #include <QWidget>
 
 class QPushButton;
-class Theme;
 
-// The priority choice of the task forms: "Высокий", "Средний", "Низкий", the chosen one tinted.
+// The priority choice of the task forms: "Высокий", "Средний", "Низкий", each in its colour, the
+// chosen one tinted and outlined in it.
 class PriorityChips final : public QWidget {
     Q_OBJECT
 
 public:
-    PriorityChips(Theme& theme, TaskPriority initial, QWidget* parent = nullptr);
+    explicit PriorityChips(TaskPriority initial, QWidget* parent = nullptr);
 
     TaskPriority priority() const { return m_priority; }
     void setPriority(TaskPriority priority);
@@ -21,9 +21,6 @@ Q_SIGNALS:
     void priorityChosen(TaskPriority priority);
 
 private:
-    void restyle();
-
-    Theme& m_theme;
     TaskPriority m_priority;
     QList<QPushButton*> m_chips;
 };

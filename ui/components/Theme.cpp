@@ -1,24 +1,18 @@
 #include "Theme.h"
 
 #include "KeyValueStore.h"
+#include "Style.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QPalette>
+#include <QWidget>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 const QString themeKey = u"vexo_theme"_s;
-
-QString css(const QColor& color) {
-    return color.alpha() == 255 ? color.name()
-                                : u"rgba(%1,%2,%3,%4)"_s.arg(color.red())
-                                      .arg(color.green())
-                                      .arg(color.blue())
-                                      .arg(color.alphaF(), 0, 'f', 3);
-}
 
 } // namespace
 
@@ -87,28 +81,10 @@ void Theme::apply() {
     qt.setColor(QPalette::Disabled, QPalette::ButtonText, p.textTertiary);
     QApplication::setPalette(qt);
 
-    qApp->setStyleSheet(uR"(
-QWidget#vexoRoot, QDialog { background: %1; }
-QWidget#vexoSidebar { background: %2; border-right: 1px solid %6; }
-QLineEdit, QTextEdit, QPlainTextEdit {
-    background: %3; color: %4; border: 1px solid %6; border-radius: 8px; padding: 8px 10px;
-    selection-background-color: %7; selection-color: %8;
-}
-QLineEdit:focus, QTextEdit:focus, QPlainTextEdit:focus { border: 1px solid %7; }
-QMenu { background: %3; color: %4; border: 1px solid %6; border-radius: 8px; padding: 4px; }
-QMenu::item { padding: 6px 22px 6px 10px; border-radius: 5px; }
-QMenu::item:selected { background: %7; color: %8; }
-QMenu::separator { height: 1px; background: %6; margin: 4px 6px; }
-QMenu::icon { padding-left: 8px; }
-QToolTip { background: %3; color: %4; border: 1px solid %6; }
-QScrollBar:vertical { background: transparent; width: 10px; margin: 2px; }
-QScrollBar::handle:vertical { background: %6; border-radius: 3px; min-height: 30px; }
-QScrollBar::handle:vertical:hover { background: %5; }
-QScrollBar::add-line, QScrollBar::sub-line { height: 0; width: 0; }
-QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
-QListView { background: transparent; border: none; outline: none; }
-QSplitter::handle { background: %6; }
-)"_s.arg(css(p.background), css(p.panel), css(p.raised), css(p.textPrimary), css(p.textTertiary), css(p.border),
-         css(p.accent), css(p.onAccent)));
+    qApp->setStyleSheet(Style::sheet(p));
+    // Painted widgets read the palette when they paint: have every window paint again.
+    const auto windows = QApplication::topLevelWidgets();
+    for (QWidget* window : windows)
+        window->update();
     m_applying = false;
 }

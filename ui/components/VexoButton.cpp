@@ -13,12 +13,18 @@ VexoButton::VexoButton(Theme& theme, Kind kind, const QString& text, QWidget* pa
     , m_kind(kind) {
     setCursor(Qt::PointingHandCursor);
     setFont(uiFont(13, QFont::DemiBold));
+    setIconSize(QSize(14, 14));
     connect(&m_theme, &Theme::changed, this, qOverload<>(&QWidget::update));
 }
 
 void VexoButton::setIconName(const QString& name) {
     m_iconName = name;
     updateGeometry();
+    update();
+}
+
+void VexoButton::setPlainRole(Palette::Role role) {
+    m_plainRole = role;
     update();
 }
 
@@ -29,8 +35,8 @@ void VexoButton::setIconTrailing(bool trailing) {
 
 QSize VexoButton::sizeHint() const {
     const int textWidth = fontMetrics().horizontalAdvance(text());
-    const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
-    return {textWidth + iconWidth + 28, 34};
+    const int iconWidth = m_iconName.isEmpty() ? 0 : iconSize().width() + (text().isEmpty() ? 0 : 6);
+    return {textWidth + iconWidth + (m_kind == Kind::plain ? 12 : 28), m_kind == Kind::plain ? 28 : 34};
 }
 
 void VexoButton::paintEvent(QPaintEvent*) {
@@ -59,6 +65,9 @@ void VexoButton::paintEvent(QPaintEvent*) {
         fill.setAlphaF(0.15);
         foreground = p.red;
         break;
+    case Kind::plain:
+        foreground = p.color(m_plainRole);
+        break;
     }
     QPainterPath shape;
     shape.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
@@ -67,18 +76,20 @@ void VexoButton::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(outline, 1));
         painter.drawPath(shape);
     }
-    if (hasFocus() && focusPolicy() != Qt::NoFocus) {
+    // The focus ring only once the keyboard moves focus, not for the button a page happens to focus.
+    if (hasFocus() && focusPolicy() != Qt::NoFocus && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
         painter.setPen(QPen(p.accent, 1.5));
         painter.drawPath(shape);
     }
 
     painter.setFont(font());
     const int textWidth = fontMetrics().horizontalAdvance(text());
-    const int iconWidth = m_iconName.isEmpty() ? 0 : 14 + (text().isEmpty() ? 0 : 6);
+    const int icon = iconSize().width();
+    const int iconWidth = m_iconName.isEmpty() ? 0 : icon + (text().isEmpty() ? 0 : 6);
     qreal x = (width() - textWidth - iconWidth) / 2.0;
     const auto drawIcon = [&](qreal at) {
-        painter.drawPixmap(QPointF(at, (height() - 14) / 2.0),
-                           Icons::pixmap(m_iconName, 14, foreground, devicePixelRatioF()));
+        painter.drawPixmap(QPointF(at, (height() - icon) / 2.0),
+                           Icons::pixmap(m_iconName, icon, foreground, devicePixelRatioF()));
     };
     if (!m_iconName.isEmpty() && !m_iconTrailing) {
         drawIcon(x);

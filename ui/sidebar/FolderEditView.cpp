@@ -1,16 +1,57 @@
 #include "FolderEditView.h"
 
 #include "AppState.h"
+#include "ColorHex.h"
 #include "Fonts.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
+#include <QAbstractButton>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// A 26-point circle in a folder colour; the chosen one carries a ring around it.
+class Swatch final : public QAbstractButton {
+public:
+    Swatch(const Theme& theme, const QString& color, QWidget* parent)
+        : QAbstractButton(parent)
+        , m_theme(theme)
+        , m_color(colorFromHex(color)) {
+        setFixedSize(32, 32);
+        setCursor(Qt::PointingHandCursor);
+        setCheckable(true);
+        setAccessibleName(u"Цвет "_s + color);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const QPointF centre = QRectF(rect()).center();
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(m_color);
+        painter.drawEllipse(centre, 13, 13);
+        if (isChecked() || hasFocus()) {
+            painter.setBrush(Qt::NoBrush);
+            painter.setPen(QPen(isChecked() ? m_theme.palette().textPrimary : m_theme.palette().accent, 2));
+            painter.drawEllipse(centre, 15, 15);
+        }
+    }
+
+private:
+    const Theme& m_theme;
+    QColor m_color;
+};
+
+} // namespace
 
 const QStringList& FolderEditView::colors() {
     static const QStringList palette{u"#E97553"_s, u"#E85879"_s, u"#9B6FE8"_s, u"#5B8AE8"_s,
@@ -32,25 +73,23 @@ FolderEditView::FolderEditView(AppState& state, Theme& theme, std::optional<Fold
     layout->setSpacing(14);
     m_title = new QLabel(m_folder ? u"Редактировать папку"_s : u"Новая папка"_s, this);
     m_title->setFont(uiFont(17, QFont::DemiBold));
+    Style::setText(m_title, Palette::Role::textPrimary);
     layout->addWidget(m_title);
     m_name = new QLineEdit(m_folder ? m_folder->name : QString(), this);
     m_name->setPlaceholderText(u"Название папки"_s);
     m_name->setAccessibleName(u"Название папки"_s);
     m_name->setFont(uiFont(14));
-    connect(m_name, &QLineEdit::returnPressed, this, &FolderEditView::confirm);
-    connect(m_name, &QLineEdit::textChanged, this, &FolderEditView::restyle);
+    connect(m_name, &QLineEdit::textChanged, this, &FolderEditView::refresh);
     layout->addWidget(m_name);
     m_colorLabel = new QLabel(u"Цвет"_s, this);
     m_colorLabel->setFont(uiFont(12));
+    Style::setText(m_colorLabel, Palette::Role::textSecondary);
     layout->addWidget(m_colorLabel);
     auto* swatches = new QHBoxLayout;
-    swatches->setSpacing(8);
+    swatches->setSpacing(4);
     for (const QString& color : colors()) {
-        auto* swatch = new QPushButton(this);
-        swatch->setFixedSize(30, 30);
-        swatch->setCursor(Qt::PointingHandCursor);
-        swatch->setAccessibleName(u"Цвет "_s + color);
-        connect(swatch, &QPushButton::clicked, this, [this, color] { chooseColor(color); });
+        auto* swatch = new Swatch(theme, color, this);
+        connect(swatch, &QAbstractButton::clicked, this, [this, color] { chooseColor(color); });
         m_swatches << swatch;
         swatches->addWidget(swatch);
     }
@@ -66,8 +105,7 @@ FolderEditView::FolderEditView(AppState& state, Theme& theme, std::optional<Fold
     connect(m_confirm, &QPushButton::clicked, this, &FolderEditView::confirm);
     buttons->addWidget(m_confirm);
     layout->addLayout(buttons);
-    connect(&m_theme, &Theme::changed, this, &FolderEditView::restyle);
-    restyle();
+    refresh();
 }
 
 QString FolderEditView::ringedColor() const {
@@ -76,7 +114,7 @@ QString FolderEditView::ringedColor() const {
 
 void FolderEditView::chooseColor(const QString& color) {
     m_selectedColor = color;
-    restyle();
+    refresh();
 }
 
 void FolderEditView::confirm() {
@@ -90,15 +128,8 @@ void FolderEditView::confirm() {
     m_dismiss();
 }
 
-void FolderEditView::restyle() {
-    const Palette& p = m_theme.palette();
-    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_colorLabel->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    for (int i = 0; i < m_swatches.size(); ++i) {
-        const bool ringed = colors()[i] == m_selectedColor;
-        m_swatches[i]->setStyleSheet(
-            u"QPushButton { background: %1; border-radius: 15px; border: 2px solid %2; }"_s.arg(
-                colors()[i], ringed ? p.textPrimary.name() : p.background.name()));
-    }
+void FolderEditView::refresh() {
+    for (int i = 0; i < m_swatches.size(); ++i)
+        m_swatches[i]->setChecked(colors()[i] == m_selectedColor);
     m_confirm->setEnabled(!m_name->text().trimmed().isEmpty());
 }

@@ -8,6 +8,7 @@
 #include <optional>
 
 class AppState;
+class QAbstractButton;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -32,7 +33,7 @@ public:
     void confirm();
 
 private:
-    void restyle();
+    void refresh();
 
     AppState& m_state;
     Theme& m_theme;
@@ -42,6 +43,6 @@ private:
     QLabel* m_title;
     QLabel* m_colorLabel;
     QLineEdit* m_name;
-    QList<QPushButton*> m_swatches;
+    QList<QAbstractButton*> m_swatches;
     QPushButton* m_confirm;
 };

@@ -4,16 +4,16 @@
 #include "ColorHex.h"
 #include "Fonts.h"
 #include "Icons.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoLogo.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -24,27 +24,60 @@ namespace {
 
 constexpr int avatarSize = 32;
 
-QPixmap roundAvatar(const QPixmap& source, qreal dpr) {
-    QPixmap round(QSize(avatarSize, avatarSize) * dpr);
-    round.setDevicePixelRatio(dpr);
-    round.fill(Qt::transparent);
-    QPainter painter(&round);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    QPainterPath clip;
-    clip.addEllipse(QRectF(0, 0, avatarSize, avatarSize));
-    painter.setClipPath(clip);
-    painter.drawPixmap(QRectF(0, 0, avatarSize, avatarSize), source, QRectF(source.rect()));
-    return round;
-}
+// The user's picture in a circle; until it arrives, or without one, the initial on the accent.
+class Avatar final : public QWidget {
+public:
+    Avatar(const Theme& theme, QWidget* parent)
+        : QWidget(parent)
+        , m_theme(theme) {
+        setFixedSize(avatarSize, avatarSize);
+        setAccessibleName(u"Аватар"_s);
+    }
+    void setImage(const QPixmap& image) {
+        m_image = image;
+        update();
+    }
+    void setInitial(const QString& initial) {
+        m_initial = initial;
+        update();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const Palette& p = m_theme.palette();
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        const QRectF circle(0, 0, avatarSize, avatarSize);
+        if (!m_image.isNull()) {
+            QPainterPath clip;
+            clip.addEllipse(circle);
+            painter.setClipPath(clip);
+            painter.drawPixmap(circle, m_image, QRectF(m_image.rect()));
+            return;
+        }
+        QColor ground = p.accent;
+        ground.setAlphaF(0.25);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(ground);
+        painter.drawEllipse(circle);
+        painter.setPen(p.accent);
+        painter.setFont(uiFont(14, QFont::Bold));
+        painter.drawText(circle, Qt::AlignCenter, m_initial.isEmpty() ? u"?"_s : m_initial);
+    }
+
+private:
+    const Theme& m_theme;
+    QPixmap m_image;
+    QString m_initial;
+};
 
 } // namespace
 
-SidebarView::SidebarView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent)
+SidebarView::SidebarView(AppState& state, Theme& theme, QWidget* parent)
     : QWidget(parent)
     , m_state(state)
-    , m_theme(theme)
-    , m_network(network) {
+    , m_theme(theme) {
     setObjectName(u"vexoSidebar"_s);
     setAttribute(Qt::WA_StyledBackground);
     setMinimumWidth(220);
@@ -57,8 +90,7 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QNetworkAccessManager& n
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroll->setStyleSheet(
-        u"QScrollArea { background: transparent; } QScrollArea > QWidget > QWidget { background: transparent; }"_s);
+    scroll->setObjectName(u"sidebarScroll"_s);
     auto* content = new QWidget(scroll);
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(12, 18, 12, 12);
@@ -84,6 +116,8 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QNetworkAccessManager& n
     m_newFolder->setToolTip(u"Новая папка"_s);
     m_newFolder->setFixedSize(22, 22);
     m_newFolder->setCursor(Qt::PointingHandCursor);
+    m_newFolder->setIcon(Icons::icon(u"plus"_s, theme, Palette::Role::textTertiary));
+    Style::setRole(m_newFolder, u"iconButton"_s);
     connect(m_newFolder, &QPushButton::clicked, this, [this] { m_state.setShowNewFolder(true); });
     folderHeader->addWidget(m_newFolder);
     layout->addLayout(folderHeader);
@@ -108,35 +142,37 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QNetworkAccessManager& n
     auto* userLayout = new QHBoxLayout(user);
     userLayout->setContentsMargins(14, 10, 10, 12);
     userLayout->setSpacing(10);
-    m_avatarLabel = new QLabel(user);
-    m_avatarLabel->setFixedSize(avatarSize, avatarSize);
-    m_avatarLabel->setAccessibleName(u"Аватар"_s);
-    userLayout->addWidget(m_avatarLabel);
+    auto* avatar = new Avatar(theme, user);
+    m_avatarView = avatar;
+    userLayout->addWidget(avatar);
     m_name = new QLabel(user);
     m_name->setFont(uiFont(13, QFont::Medium));
+    Style::setText(m_name, Palette::Role::textPrimary);
     m_name->setMinimumWidth(40);
     m_name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     userLayout->addWidget(m_name, 1);
     m_logout = new QPushButton(u"Выйти"_s, user);
     m_logout->setCursor(Qt::PointingHandCursor);
     m_logout->setFont(uiFont(12));
+    m_logout->setIcon(Icons::icon(u"rectangle.portrait.and.arrow.right"_s, theme, Palette::Role::textSecondary));
+    m_logout->setIconSize(QSize(13, 13));
+    Style::setRole(m_logout, u"plain"_s);
     connect(m_logout, &QPushButton::clicked, this, [this] { m_state.logout(); });
     userLayout->addWidget(m_logout);
     outer->addWidget(user);
 
-    connect(&m_state, &AppState::sidebarItemChanged, this, &SidebarView::restyle);
+    connect(&m_state, &AppState::sidebarItemChanged, this, &SidebarView::refreshSelection);
     connect(&m_state, &AppState::foldersChanged, this, &SidebarView::rebuildFolders);
     connect(&m_state, &AppState::currentUserChanged, this, &SidebarView::refreshUser);
-    connect(&m_theme, &Theme::changed, this, &SidebarView::restyle);
     rebuildFolders();
     refreshUser();
-    restyle();
 }
 
 QLabel* SidebarView::addSection(QVBoxLayout* layout, const QString& title) {
-    auto* label = new QLabel(title.toUpper(), this);
-    label->setFont(uiFont(10, QFont::DemiBold));
+    auto* label = new QLabel(title, this);
+    label->setFont(uiFont(11, QFont::DemiBold));
     label->setContentsMargins(8, 4, 0, 4);
+    Style::setText(label, Palette::Role::textTertiary);
     m_sections << label;
     if (layout)
         layout->addWidget(label);
@@ -147,14 +183,16 @@ QPushButton* SidebarView::addItem(QVBoxLayout* layout, const QString& label, con
     auto* button = new QPushButton(label, this);
     button->setCursor(Qt::PointingHandCursor);
     button->setFont(uiFont(13));
+    button->setIcon(Icons::icon(icon, m_theme, Palette::Role::textTertiary, Palette::Role::accent));
     button->setIconSize(QSize(15, 15));
     button->setCheckable(true);
     button->setAccessibleName(label);
+    Style::setRole(button, u"sidebarItem"_s);
     connect(button, &QPushButton::clicked, this, [this, item] {
         m_state.selectSidebarItem(item);
-        restyle();
+        refreshSelection();
     });
-    m_items.append(Item{button, icon, item, QString()});
+    m_items.append(Item{button, item});
     layout->addWidget(button);
     return button;
 }
@@ -169,12 +207,12 @@ QPushButton* SidebarView::itemButton(const QString& label) const {
 
 QMenu* SidebarView::folderMenu(const Folder& folder, QWidget* parent) {
     auto* menu = new QMenu(parent);
-    menu->addAction(Icons::icon(u"pencil"_s, m_theme.palette().textSecondary), u"Редактировать"_s, this,
+    menu->addAction(Icons::icon(u"pencil"_s, m_theme, Palette::Role::textSecondary), u"Редактировать"_s, this,
                     [this, folder] {
                         m_state.setEditingFolder(folder);
                         m_state.setShowEditFolder(true);
                     });
-    QAction* remove = menu->addAction(Icons::icon(u"trash"_s, m_theme.palette().red), u"Удалить"_s, this,
+    QAction* remove = menu->addAction(Icons::icon(u"trash"_s, m_theme, Palette::Role::red), u"Удалить"_s, this,
                                       [this, id = folder.id] { (void)m_state.deleteFolder(id); });
     remove->setProperty("destructive", true);
     return menu;
@@ -190,25 +228,28 @@ void SidebarView::rebuildFolders() {
         auto* button = new QPushButton(folder.name, this);
         button->setCursor(Qt::PointingHandCursor);
         button->setFont(uiFont(13));
+        // The folder's own colour, whatever the theme.
+        button->setIcon(Icons::icon(u"folder"_s, colorFromHex(folder.color)));
         button->setIconSize(QSize(15, 15));
         button->setCheckable(true);
         button->setAccessibleName(u"Папка "_s + folder.name);
         button->setContextMenuPolicy(Qt::CustomContextMenu);
+        Style::setRole(button, u"sidebarItem"_s);
         const SidebarItem item = SidebarItem::folder(folder.id);
         connect(button, &QPushButton::clicked, this, [this, item] {
             m_state.selectSidebarItem(item);
-            restyle();
+            refreshSelection();
         });
         connect(button, &QPushButton::customContextMenuRequested, this, [this, button, folder](const QPoint& at) {
             QMenu* menu = folderMenu(folder, button);
             menu->setAttribute(Qt::WA_DeleteOnClose);
             menu->popup(button->mapToGlobal(at));
         });
-        m_items.append(Item{button, u"folder"_s, item, folder.color});
+        m_items.append(Item{button, item});
         m_folderButtons << button;
         m_folderLayout->addWidget(button);
     }
-    restyle();
+    refreshSelection();
 }
 
 void SidebarView::refreshSelection() {
@@ -235,6 +276,7 @@ void SidebarView::refreshUser() {
     m_name->setToolTip(m_fullName);
     elideName();
     m_admin->setVisible(user && user->isAdmin == true);
+    static_cast<Avatar*>(m_avatarView)->setInitial(m_fullName.left(1).toUpper());
     loadAvatar();
 }
 
@@ -245,80 +287,23 @@ void SidebarView::loadAvatar() {
         return;
     m_avatarSource = source;
     m_avatar = QPixmap();
-    if (m_avatarReply) {
-        m_avatarReply->abort();
-        m_avatarReply = nullptr;
-    }
-    restyle();
-    if (source.isEmpty())
-        return;
-    // A plain image request: avatars are public and the token stays out of it.
-    QNetworkReply* reply = m_network.get(QNetworkRequest(QUrl(m_state.api().base() + u"/api/user/avatar/"_s + source)));
-    m_avatarReply = reply;
-    connect(reply, &QNetworkReply::finished, this, [this, reply, source] {
-        reply->deleteLater();
-        if (m_avatarReply == reply)
-            m_avatarReply = nullptr;
-        if (reply->error() != QNetworkReply::NoError || source != m_avatarSource)
-            return;
-        QPixmap image;
-        if (image.loadFromData(reply->readAll())) {
-            m_avatar = image;
-            restyle();
-        }
-    });
+    static_cast<Avatar*>(m_avatarView)->setImage(QPixmap());
+    if (!source.isEmpty())
+        (void)fetchAvatar(source);
 }
 
-void SidebarView::restyle() {
-    const Palette& p = m_theme.palette();
-    for (QLabel* section : std::as_const(m_sections))
-        section->setStyleSheet(u"color: %1; letter-spacing: 1px;"_s.arg(p.textTertiary.name()));
-    QColor selected = p.accent;
-    selected.setAlphaF(p.dark ? 0.16 : 0.14);
-    const QString itemStyle =
-        u"QPushButton { text-align: left; color: %1; background: transparent; border: none; border-radius: 7px;"
-        u" padding: 7px 8px; }"
-        u"QPushButton:hover { background: %2; }"
-        u"QPushButton:checked { background: %3; color: %4; font-weight: 600; }"_s.arg(
-            p.textSecondary.name(), p.raised.name(), selected.name(QColor::HexArgb), p.textPrimary.name());
-    for (const Item& item : std::as_const(m_items)) {
-        item.button->setStyleSheet(itemStyle);
-        const QColor tint = item.folderColor.isEmpty()
-                                ? (item.item == m_state.sidebarItem() ? p.accent : p.textTertiary)
-                                : colorFromHex(item.folderColor);
-        item.button->setIcon(Icons::icon(item.icon, tint));
+QCoro::Task<void> SidebarView::fetchAvatar(QString source) {
+    QPointer<SidebarView> self(this);
+    QPixmap image;
+    try {
+        // A plain picture request: avatars are public and the token stays out of it.
+        image.loadFromData(co_await m_state.api().fetchImage(m_state.api().avatarURL(source)));
+    } catch (...) {
+        co_return;
     }
-    m_newFolder->setIcon(Icons::icon(u"plus"_s, p.textTertiary));
-    m_newFolder->setStyleSheet(u"QPushButton { background: transparent; border: none; border-radius: 5px; }"
-                               u"QPushButton:hover { background: %1; }"_s.arg(p.raised.name()));
-    m_name->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_logout->setIcon(Icons::icon(u"rectangle.portrait.and.arrow.right"_s, p.textSecondary));
-    m_logout->setIconSize(QSize(13, 13));
-    m_logout->setStyleSheet(u"QPushButton { color: %1; background: transparent; border: none; padding: 4px 6px;"
-                            u" border-radius: 6px; } QPushButton:hover { background: %2; color: %3; }"_s.arg(
-                                p.textSecondary.name(), p.raised.name(), p.textPrimary.name()));
-
-    const qreal dpr = devicePixelRatioF();
-    if (!m_avatar.isNull()) {
-        m_avatarLabel->setPixmap(roundAvatar(m_avatar, dpr));
-    } else {
-        // The placeholder: the person's initial on the accent.
-        QPixmap placeholder(QSize(avatarSize, avatarSize) * dpr);
-        placeholder.setDevicePixelRatio(dpr);
-        placeholder.fill(Qt::transparent);
-        QPainter painter(&placeholder);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        QColor ground = p.accent;
-        ground.setAlphaF(0.25);
-        painter.setBrush(ground);
-        painter.drawEllipse(QRectF(0, 0, avatarSize, avatarSize));
-        painter.setPen(p.accent);
-        painter.setFont(uiFont(14, QFont::Bold));
-        const QString name = m_fullName;
-        painter.drawText(QRectF(0, 0, avatarSize, avatarSize), Qt::AlignCenter,
-                         name.isEmpty() ? u"?"_s : name.left(1).toUpper());
-        m_avatarLabel->setPixmap(placeholder);
-    }
-    refreshSelection();
+    // The placeholder stays when the picture cannot be read, or the user changed meanwhile.
+    if (!self || source != m_avatarSource || image.isNull())
+        co_return;
+    m_avatar = image;
+    static_cast<Avatar*>(m_avatarView)->setImage(image);
 }

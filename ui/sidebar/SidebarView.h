@@ -3,14 +3,13 @@
 #include "Folder.h"
 #include "SidebarItem.h"
 
+#include <QCoroTask>
 #include <QPixmap>
 #include <QWidget>
 
 class AppState;
 class QLabel;
 class QMenu;
-class QNetworkAccessManager;
-class QNetworkReply;
 class QPushButton;
 class QVBoxLayout;
 class Theme;
@@ -21,7 +20,7 @@ class SidebarView final : public QWidget {
     Q_OBJECT
 
 public:
-    SidebarView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent = nullptr);
+    SidebarView(AppState& state, Theme& theme, QWidget* parent = nullptr);
 
     // Navigation buttons by their label, for tests and accessibility checks.
     QPushButton* itemButton(const QString& label) const;
@@ -44,16 +43,13 @@ private:
     void refreshSelection();
     void refreshUser();
     void loadAvatar();
-    void restyle();
+    QCoro::Task<void> fetchAvatar(QString source);
 
     AppState& m_state;
     Theme& m_theme;
-    QNetworkAccessManager& m_network;
     struct Item {
         QPushButton* button;
-        QString icon;
         SidebarItem item;
-        QString folderColor; // folders only
     };
     QList<Item> m_items;
     QList<QLabel*> m_sections;
@@ -61,11 +57,10 @@ private:
     QList<QPushButton*> m_folderButtons;
     QPushButton* m_newFolder;
     QPushButton* m_admin;
-    QLabel* m_avatarLabel;
+    QWidget* m_avatarView;
     QLabel* m_name;
     QPushButton* m_logout;
     QString m_fullName;
     QPixmap m_avatar;
     QString m_avatarSource;
-    QNetworkReply* m_avatarReply = nullptr;
 };

@@ -1,16 +1,19 @@
 #include "CreateTaskView.h"
 
 #include "AppState.h"
+#include "ChipButton.h"
 #include "Fonts.h"
 #include "Icons.h"
 #include "MiniCalendar.h"
 #include "PriorityChips.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -26,8 +29,58 @@ QLabel* question(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     label->setFont(uiFont(22, QFont::DemiBold));
     label->setWordWrap(true);
+    Style::setText(label, Palette::Role::textPrimary);
     return label;
 }
+
+QLabel* hint(const QString& text, int size, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(uiFont(size));
+    Style::setText(label, Palette::Role::textTertiary);
+    return label;
+}
+
+// "Назад": a plain chevron and word, 13 pt, in the tertiary text colour.
+VexoButton* backButton(Theme& theme, QWidget* parent) {
+    auto* back = new VexoButton(theme, VexoButton::Kind::plain, QStringLiteral("Назад"), parent);
+    back->setIconName(QStringLiteral("chevron.left"));
+    back->setFont(uiFont(13));
+    back->setIconSize(QSize(13, 13));
+    back->setPlainRole(Palette::Role::textTertiary);
+    return back;
+}
+
+// Three 7-point dots: the current step's in the accent, the others dimmed.
+class StepDots final : public QWidget {
+public:
+    StepDots(const Theme& theme, QWidget* parent)
+        : QWidget(parent)
+        , m_theme(theme) {
+        setFixedSize(3 * 7 + 2 * 6, 7);
+    }
+    void setCurrent(int step) {
+        m_current = step;
+        update();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const Palette& p = m_theme.palette();
+        QColor dimmed = p.textTertiary;
+        dimmed.setAlphaF(0.4);
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        for (int i = 0; i < 3; ++i) {
+            painter.setBrush(i + 1 == m_current ? p.accent : dimmed);
+            painter.drawEllipse(QRectF(i * 13, 0, 7, 7));
+        }
+    }
+
+private:
+    const Theme& m_theme;
+    int m_current = 1;
+};
 
 // Hours and minutes are always written with two digits: "%02d".
 class TwoDigitSpinBox final : public QSpinBox {
@@ -51,21 +104,19 @@ CreateTaskView::CreateTaskView(AppState& state, Theme& theme, std::function<void
     layout->setSpacing(16);
 
     auto* top = new QHBoxLayout;
-    m_close = new QPushButton(this);
-    m_close->setAccessibleName(u"Закрыть"_s);
-    m_close->setFixedSize(26, 26);
-    m_close->setFlat(true);
-    m_close->setCursor(Qt::PointingHandCursor);
-    connect(m_close, &QPushButton::clicked, this, [this] { m_dismiss(); });
-    top->addWidget(m_close);
+    auto* close = new QPushButton(this);
+    close->setAccessibleName(u"Закрыть"_s);
+    close->setFixedSize(26, 26);
+    close->setCursor(Qt::PointingHandCursor);
+    close->setIcon(Icons::icon(u"xmark"_s, theme, Palette::Role::textSecondary));
+    close->setIconSize(QSize(12, 12));
+    Style::setRole(close, u"iconButton"_s);
+    connect(close, &QPushButton::clicked, this, [this] { m_dismiss(); });
+    top->addWidget(close);
     top->addStretch();
-    for (int i = 0; i < 3; ++i) {
-        auto* dot = new QWidget(this);
-        dot->setFixedSize(7, 7);
-        m_dots << dot;
-        top->addWidget(dot);
-        top->addSpacing(4);
-    }
+    auto* dots = new StepDots(theme, this);
+    m_dots = dots;
+    top->addWidget(dots);
     top->addStretch();
     top->addSpacing(26);
     layout->addLayout(top);
@@ -76,7 +127,6 @@ CreateTaskView::CreateTaskView(AppState& state, Theme& theme, std::function<void
     m_steps->addWidget(buildDeadlineStep());
     layout->addWidget(m_steps, 1);
 
-    connect(&m_theme, &Theme::changed, this, &CreateTaskView::restyle);
     goToStep(1);
 }
 
@@ -95,19 +145,16 @@ QWidget* CreateTaskView::buildTitleStep() {
     connect(m_title, &QLineEdit::returnPressed, this, &CreateTaskView::advanceFromTitle);
     row->addWidget(m_title, 1);
     auto* forward = new QPushButton(page);
-    forward->setObjectName(u"titleForward"_s);
     forward->setAccessibleName(u"Далее"_s);
     forward->setFixedSize(32, 32);
-    forward->setFlat(true);
     forward->setCursor(Qt::PointingHandCursor);
+    forward->setIcon(Icons::icon(u"arrow.right.circle.fill"_s, m_theme, Palette::Role::accent));
     forward->setIconSize(QSize(24, 24));
+    Style::setRole(forward, u"iconButton"_s);
     connect(forward, &QPushButton::clicked, this, &CreateTaskView::advanceFromTitle);
     row->addWidget(forward);
     layout->addLayout(row);
-    auto* hint = new QLabel(u"Enter или нажми →"_s, page);
-    hint->setFont(uiFont(12));
-    m_hints << hint;
-    layout->addWidget(hint);
+    layout->addWidget(hint(u"Enter или нажми →"_s, 12, page));
     layout->addStretch();
     return page;
 }
@@ -126,8 +173,7 @@ QWidget* CreateTaskView::buildDescriptionStep() {
     m_description->setTabChangesFocus(true);
     layout->addWidget(m_description, 1);
     auto* row = new QHBoxLayout;
-    auto* back = new VexoButton(m_theme, VexoButton::Kind::ghost, u"Назад"_s, page);
-    back->setIconName(u"chevron.left"_s);
+    auto* back = backButton(m_theme, page);
     connect(back, &QPushButton::clicked, this, [this] { goToStep(1); });
     row->addWidget(back);
     row->addStretch();
@@ -156,28 +202,20 @@ QWidget* CreateTaskView::buildDeadlineStep() {
     const QList<std::pair<QString, std::optional<int>>> choices{
         {u"Сегодня"_s, 0}, {u"Завтра"_s, 1}, {u"+7 дней"_s, 7}, {u"Без даты"_s, std::nullopt}};
     for (const auto& [label, offset] : choices) {
-        auto* button = new QPushButton(label, page);
-        button->setCursor(Qt::PointingHandCursor);
-        button->setFont(uiFont(12));
+        auto* button = new ChipButton(label, false, page);
         connect(button, &QPushButton::clicked, this, [this, offset] { chooseQuickDate(offset); });
-        m_quickDates << button;
         quick->addWidget(button);
     }
     quick->addStretch();
     layout->addLayout(quick);
 
     m_calendar = new MiniCalendar(m_theme, m_state.clock(), page);
-    connect(m_calendar, &MiniCalendar::selectedChanged, this, [this](std::optional<QDate> day) {
-        m_selectedDate = day;
-        restyle();
-    });
+    connect(m_calendar, &MiniCalendar::selectedChanged, this,
+            [this](std::optional<QDate> day) { m_selectedDate = day; });
     layout->addWidget(m_calendar);
 
     auto* time = new QHBoxLayout;
-    auto* timeLabel = new QLabel(u"Время:"_s, page);
-    timeLabel->setFont(uiFont(13));
-    m_hints << timeLabel;
-    time->addWidget(timeLabel);
+    time->addWidget(hint(u"Время:"_s, 13, page));
     m_hour = new TwoDigitSpinBox(page);
     m_hour->setRange(0, 23);
     m_hour->setValue(18);
@@ -194,22 +232,19 @@ QWidget* CreateTaskView::buildDeadlineStep() {
         field->setFixedWidth(64);
     }
     time->addWidget(m_hour);
-    auto* colon = new QLabel(u":"_s, page);
-    m_hints << colon;
-    time->addWidget(colon);
+    time->addWidget(hint(u":"_s, 13, page));
     time->addWidget(m_minute);
     time->addStretch();
     layout->addLayout(time);
 
-    m_priorityChips = new PriorityChips(m_theme, m_priority, page);
+    m_priorityChips = new PriorityChips(m_priority, page);
     connect(m_priorityChips, &PriorityChips::priorityChosen, this,
             [this](TaskPriority priority) { m_priority = priority; });
     layout->addWidget(m_priorityChips);
     layout->addStretch();
 
     auto* row = new QHBoxLayout;
-    auto* back = new VexoButton(m_theme, VexoButton::Kind::ghost, u"Назад"_s, page);
-    back->setIconName(u"chevron.left"_s);
+    auto* back = backButton(m_theme, page);
     connect(back, &QPushButton::clicked, this, [this] { goToStep(2); });
     row->addWidget(back);
     row->addStretch();
@@ -242,7 +277,7 @@ void CreateTaskView::goToStep(int step) {
         m_title->setFocus();
     else if (step == 2)
         m_description->setFocus();
-    restyle();
+    static_cast<StepDots*>(m_dots)->setCurrent(step);
 }
 
 void CreateTaskView::chooseQuickDate(std::optional<int> dayOffset) {
@@ -286,26 +321,4 @@ QCoro::Task<void> CreateTaskView::send(QString title, std::optional<QString> des
     co_await m_state.createTask(std::move(title), m_priority, std::move(description), std::move(deadline));
     if (self)
         m_dismiss();
-}
-
-void CreateTaskView::restyle() {
-    const Palette& p = m_theme.palette();
-    QColor dimmed = p.textTertiary;
-    dimmed.setAlphaF(0.4);
-    for (int i = 0; i < m_dots.size(); ++i) {
-        m_dots[i]->setStyleSheet(u"background: %1; border-radius: 3px;"_s.arg(
-            i + 1 == m_step ? p.accent.name() : dimmed.name(QColor::HexArgb)));
-    }
-    m_close->setIcon(Icons::icon(u"xmark"_s, p.textSecondary));
-    m_close->setIconSize(QSize(12, 12));
-    if (auto* forward = findChild<QPushButton*>(u"titleForward"_s))
-        forward->setIcon(Icons::icon(u"arrow.right.circle.fill"_s, p.accent));
-    for (QLabel* label : std::as_const(m_questions))
-        label->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    for (QLabel* hint : std::as_const(m_hints))
-        hint->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
-    const QString chip = u"QPushButton { color: %1; background: %2; border: none; border-radius: 7px;"
-                         u" padding: 6px 12px; } QPushButton:hover { background: %3; }"_s;
-    for (QPushButton* button : std::as_const(m_quickDates))
-        button->setStyleSheet(chip.arg(p.textSecondary.name(), p.raised.name(), p.raisedHover.name()));
 }

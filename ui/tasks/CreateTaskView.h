@@ -55,7 +55,6 @@ private:
     QWidget* buildDescriptionStep();
     QWidget* buildDeadlineStep();
     QCoro::Task<void> send(QString title, std::optional<QString> description, std::optional<QString> deadline);
-    void restyle();
 
     AppState& m_state;
     Theme& m_theme;
@@ -65,7 +64,7 @@ private:
     TaskPriority m_priority = TaskPriority::medium;
     bool m_sending = false;
 
-    QList<QWidget*> m_dots;
+    QWidget* m_dots = nullptr;
     QStackedWidget* m_steps;
     QList<QLabel*> m_questions;
     QLineEdit* m_title;
@@ -74,7 +73,4 @@ private:
     QSpinBox* m_hour;
     QSpinBox* m_minute;
     PriorityChips* m_priorityChips;
-    QList<QPushButton*> m_quickDates;
-    QPushButton* m_close;
-    QList<QLabel*> m_hints;
 };

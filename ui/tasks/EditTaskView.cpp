@@ -1,16 +1,17 @@
 #include "EditTaskView.h"
 
 #include "AppState.h"
+#include "DateTimePicker.h"
 #include "Fonts.h"
 #include "HtmlText.h"
 #include "Icons.h"
 #include "PriorityChips.h"
 #include "ServerDate.h"
+#include "Style.h"
+#include "Switch.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
-#include <QCheckBox>
-#include <QDateTimeEdit>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -34,23 +35,25 @@ EditTaskView::EditTaskView(AppState& state, Theme& theme, VexoTask task, std::fu
     layout->setSpacing(10);
 
     auto* header = new QHBoxLayout;
-    m_heading = new QLabel(u"Редактировать задачу"_s, this);
-    m_heading->setFont(uiFont(18, QFont::Bold));
-    header->addWidget(m_heading);
+    auto* heading = new QLabel(u"Редактировать задачу"_s, this);
+    heading->setFont(uiFont(18, QFont::Bold));
+    Style::setText(heading, Palette::Role::textPrimary);
+    header->addWidget(heading);
     header->addStretch();
-    m_close = new QPushButton(this);
-    m_close->setAccessibleName(u"Закрыть"_s);
-    m_close->setFlat(true);
-    m_close->setFixedSize(26, 26);
-    m_close->setCursor(Qt::PointingHandCursor);
-    connect(m_close, &QPushButton::clicked, this, [this] { m_dismiss(); });
-    header->addWidget(m_close);
+    auto* close = new QPushButton(this);
+    close->setAccessibleName(u"Закрыть"_s);
+    close->setFixedSize(26, 26);
+    close->setCursor(Qt::PointingHandCursor);
+    close->setIcon(Icons::icon(u"xmark"_s, theme, Palette::Role::textSecondary));
+    Style::setRole(close, u"iconButton"_s);
+    connect(close, &QPushButton::clicked, this, [this] { m_dismiss(); });
+    header->addWidget(close);
     layout->addLayout(header);
 
     const auto label = [&](const QString& text) {
         auto* caption = new QLabel(text, this);
         caption->setFont(uiFont(12, QFont::Medium));
-        m_labels << caption;
+        Style::setText(caption, Palette::Role::textSecondary);
         layout->addWidget(caption);
         return caption;
     };
@@ -72,30 +75,27 @@ EditTaskView::EditTaskView(AppState& state, Theme& theme, VexoTask task, std::fu
     layout->addWidget(m_description);
 
     label(u"Приоритет"_s);
-    m_priorityChips = new PriorityChips(m_theme, m_priority, this);
+    m_priorityChips = new PriorityChips(m_priority, this);
     connect(m_priorityChips, &PriorityChips::priorityChosen, this,
             [this](TaskPriority priority) { m_priority = priority; });
     layout->addWidget(m_priorityChips);
 
     const auto parsed =
         m_task.deadline && !m_task.deadline->isEmpty() ? parseServerDate(*m_task.deadline) : std::nullopt;
-    m_hasDeadline = new QCheckBox(u"Установить дедлайн"_s, this);
+    m_hasDeadline = new Switch(theme, u"Установить дедлайн"_s, this);
     m_hasDeadline->setChecked(parsed.has_value());
-    m_hasDeadline->setFont(uiFont(13));
-    layout->addWidget(m_hasDeadline);
-    m_deadline = new QDateTimeEdit(parsed ? parsed->toLocalTime() : m_state.clock().now().toLocalTime(), this);
-    m_deadline->setDisplayFormat(u"d MMM yyyy, HH:mm"_s);
-    m_deadline->setLocale(QLocale(QLocale::Russian, QLocale::Russia));
-    m_deadline->setCalendarPopup(true);
+    layout->addWidget(m_hasDeadline, 0, Qt::AlignLeft);
+    m_deadline = new DateTimePicker(theme, parsed ? parsed->toLocalTime() : m_state.clock().now().toLocalTime(), this);
     m_deadline->setAccessibleName(u"Дедлайн"_s);
     m_deadline->setVisible(m_hasDeadline->isChecked());
-    connect(m_hasDeadline, &QCheckBox::toggled, m_deadline, &QWidget::setVisible);
+    connect(m_hasDeadline, &Switch::toggled, m_deadline, &QWidget::setVisible);
     layout->addWidget(m_deadline);
     layout->addStretch();
 
     auto* footer = new QHBoxLayout;
     m_note = new QLabel(this);
     m_note->setFont(uiFont(11));
+    Style::setText(m_note, Palette::Role::teal);
     footer->addWidget(m_note, 1);
     auto* cancel = new VexoButton(theme, VexoButton::Kind::ghost, u"Отмена"_s, this);
     connect(cancel, &QPushButton::clicked, this, [this] { m_dismiss(); });
@@ -111,9 +111,8 @@ EditTaskView::EditTaskView(AppState& state, Theme& theme, VexoTask task, std::fu
         shortcut->setContext(Qt::WidgetWithChildrenShortcut);
         connect(shortcut, &QShortcut::activated, this, &EditTaskView::save);
     }
-    connect(&m_state, &AppState::userSettingsChanged, this, &EditTaskView::restyle);
-    connect(&m_theme, &Theme::changed, this, &EditTaskView::restyle);
-    restyle();
+    connect(&m_state, &AppState::userSettingsChanged, this, &EditTaskView::refresh);
+    refresh();
 }
 
 void EditTaskView::choosePriority(TaskPriority priority) {
@@ -133,16 +132,7 @@ void EditTaskView::save() {
     m_dismiss();
 }
 
-void EditTaskView::restyle() {
-    const Palette& p = m_theme.palette();
-    m_heading->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_close->setIcon(Icons::icon(u"xmark"_s, p.textSecondary));
-    for (QLabel* caption : std::as_const(m_labels))
-        caption->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_hasDeadline->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_deadline->setStyleSheet(
-        u"QDateTimeEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 8px;"
-        u" padding: 6px 8px; }"_s.arg(p.raised.name(), p.textPrimary.name(), p.border.name(QColor::HexArgb)));
+void EditTaskView::refresh() {
+    // The note holds its place with an empty text when nothing will be sent.
     m_note->setText(m_state.userSettings().autoSendBot ? u"Будет отправлено в бот при сохранении"_s : QString());
-    m_note->setStyleSheet(u"color: %1;"_s.arg(p.teal.name()));
 }

@@ -8,12 +8,12 @@
 
 class AppState;
 class PriorityChips;
-class QCheckBox;
 class QDateTimeEdit;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
+class Switch;
 class Theme;
 
 // The sheet that edits a task: every field on one form, saved with one update.
@@ -26,7 +26,7 @@ public:
 
     QLineEdit* titleField() const { return m_title; }
     QPlainTextEdit* descriptionField() const { return m_description; }
-    QCheckBox* deadlineSwitch() const { return m_hasDeadline; }
+    Switch* deadlineSwitch() const { return m_hasDeadline; }
     QDateTimeEdit* deadlinePicker() const { return m_deadline; }
     QLabel* autoSendNote() const { return m_note; }
     TaskPriority priority() const { return m_priority; }
@@ -35,7 +35,7 @@ public:
     void save();
 
 private:
-    void restyle();
+    void refresh();
 
     AppState& m_state;
     Theme& m_theme;
@@ -45,10 +45,7 @@ private:
     QLineEdit* m_title;
     QPlainTextEdit* m_description;
     PriorityChips* m_priorityChips;
-    QCheckBox* m_hasDeadline;
+    Switch* m_hasDeadline;
     QDateTimeEdit* m_deadline;
     QLabel* m_note;
-    QList<QLabel*> m_labels;
-    QLabel* m_heading;
-    QPushButton* m_close;
 };

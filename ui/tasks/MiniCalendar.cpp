@@ -3,6 +3,7 @@
 #include "Clock.h"
 #include "Fonts.h"
 #include "Icons.h"
+#include "Style.h"
 #include "Theme.h"
 
 #include <QGridLayout>
@@ -36,10 +37,13 @@ MiniCalendar::MiniCalendar(Theme& theme, const Clock& clock, QWidget* parent)
     m_title = new QLabel(this);
     m_title->setFont(uiFont(13, QFont::Medium));
     m_title->setAlignment(Qt::AlignCenter);
+    Style::setText(m_title, Palette::Role::textPrimary);
+    m_previous->setIcon(Icons::icon(u"chevron.left"_s, theme, Palette::Role::textSecondary));
+    m_next->setIcon(Icons::icon(u"chevron.right"_s, theme, Palette::Role::textSecondary));
     for (QPushButton* button : {m_previous, m_next}) {
         button->setFixedSize(26, 26);
         button->setCursor(Qt::PointingHandCursor);
-        button->setFlat(true);
+        Style::setRole(button, u"iconButton"_s);
     }
     connect(m_previous, &QPushButton::clicked, this, &MiniCalendar::showPreviousMonth);
     connect(m_next, &QPushButton::clicked, this, &MiniCalendar::showNextMonth);
@@ -50,7 +54,6 @@ MiniCalendar::MiniCalendar(Theme& theme, const Clock& clock, QWidget* parent)
     m_grid = new QGridLayout;
     m_grid->setSpacing(2);
     layout->addLayout(m_grid);
-    connect(&m_theme, &Theme::changed, this, &MiniCalendar::rebuild);
     rebuild();
 }
 
@@ -102,11 +105,7 @@ void MiniCalendar::showNextMonth() {
 }
 
 void MiniCalendar::rebuild() {
-    const Palette& p = m_theme.palette();
     m_title->setText(monthTitle(m_month));
-    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_previous->setIcon(Icons::icon(u"chevron.left"_s, p.textSecondary));
-    m_next->setIcon(Icons::icon(u"chevron.right"_s, p.textSecondary));
 
     // Later, not now: a day button being clicked is what asks for this rebuild.
     for (QWidget* cell : std::as_const(m_cellWidgets)) {
@@ -120,7 +119,7 @@ void MiniCalendar::rebuild() {
         auto* heading = new QLabel(weekdays[column], this);
         heading->setFont(uiFont(10, QFont::Medium));
         heading->setAlignment(Qt::AlignCenter);
-        heading->setStyleSheet(u"color: %1;"_s.arg(column >= 5 ? p.textTertiary.name() : p.textSecondary.name()));
+        Style::setText(heading, column >= 5 ? Palette::Role::textTertiary : Palette::Role::textSecondary);
         m_grid->addWidget(heading, 0, column);
         m_cellWidgets << heading;
     }
@@ -141,20 +140,18 @@ void MiniCalendar::rebuild() {
         button->setFixedHeight(28);
         button->setCursor(Qt::PointingHandCursor);
         button->setAccessibleName(QLocale(QLocale::Russian, QLocale::Russia).toString(day, u"d MMMM yyyy"_s));
+        // Tested in this order: the selected day, a day before today, today, any other.
         const bool isSelected = m_selected && *m_selected == day;
-        QString colour = p.textPrimary.name();
+        QString kind = u"normal"_s;
         if (isSelected)
-            colour = u"#1f1e1d"_s;
+            kind = u"selected"_s;
         else if (day < today)
-            colour = p.textTertiary.name();
+            kind = u"past"_s;
         else if (day == today)
-            colour = p.accent.name();
+            kind = u"today"_s;
         button->setFont(uiFont(12, isSelected ? QFont::Bold : QFont::Normal));
-        button->setStyleSheet(
-            u"QPushButton { color: %1; background: %2; border: none; border-radius: 14px;"
-            u" min-width: 28px; max-width: 28px; }"
-            u"QPushButton:hover { background: %3; }"_s.arg(colour, isSelected ? p.accent.name() : u"transparent"_s,
-                                                           isSelected ? p.accent.name() : p.raisedHover.name()));
+        Style::setRole(button, u"calendarDay"_s);
+        Style::setProperty(button, "vexoDay", kind);
         connect(button, &QPushButton::clicked, this, [this, day] { setSelected(day); });
         m_grid->addWidget(button, row, column, Qt::AlignCenter);
         m_cellWidgets << button;

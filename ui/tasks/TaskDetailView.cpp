@@ -3,28 +3,34 @@
 #include "TaskRowDelegate.h"
 
 #include "AppState.h"
+#include "Badge.h"
 #include "BusyIndicator.h"
 #include "Fonts.h"
 #include "HTMLTextView.h"
+#include "IconView.h"
 #include "Icons.h"
+#include "Lightbox.h"
 #include "ServerDate.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 #include "VexoCard.h"
 
-#include <QDialog>
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPainter>
 #include <QPainterPath>
-#include <QPointer>
 #include <QScrollArea>
+#include <QShowEvent>
+#include <QStyledItemDelegate>
+#include <QTemporaryDir>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -33,99 +39,105 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize thumbSize(100, 80);
+constexpr QSize cellSize = thumbSize + QSize(10, 10);
 
-QPixmap rounded(const QPixmap& image, qreal dpr) {
-    QPixmap out(thumbSize * dpr);
-    out.setDevicePixelRatio(dpr);
-    out.fill(Qt::transparent);
-    QPainter painter(&out);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    QPainterPath clip;
-    clip.addRoundedRect(QRectF(QPointF(), QSizeF(thumbSize)), 8, 8);
-    painter.setClipPath(clip);
-    // Fill the frame, cropping what overflows.
-    const QSizeF scaled = QSizeF(image.size()).scaled(QSizeF(thumbSize), Qt::KeepAspectRatioByExpanding);
-    painter.drawPixmap(
-        QRectF(QPointF((thumbSize.width() - scaled.width()) / 2, (thumbSize.height() - scaled.height()) / 2), scaled),
-        image, QRectF(image.rect()));
-    return out;
+bool isPicture(const TaskAttachment& attachment) {
+    return attachment.mimetype.startsWith(u"image/"_s);
 }
 
-// The enlarged picture: arrow keys step through the pictures, Esc closes.
-class Lightbox final : public QDialog {
-public:
-    Lightbox(QList<QPixmap> images, int index, QWidget* parent)
-        : QDialog(parent)
-        , m_images(std::move(images))
-        , m_index(index) {
-        setWindowTitle(u"Вложение"_s);
-        setModal(true);
-        auto* layout = new QVBoxLayout(this);
-        m_label = new QLabel(this);
-        m_label->setAlignment(Qt::AlignCenter);
-        m_label->setMinimumSize(480, 360);
-        layout->addWidget(m_label);
-        show(m_index);
-        resize(900, 640);
-    }
+// A file name fit for the local disk: no folders, nothing hidden, never empty.
+QString safeFileName(const QString& name) {
+    QString base = QFileInfo(QString(name).replace(u'\\', u'/')).fileName();
+    base.remove(QChar(0));
+    while (base.startsWith(u'.'))
+        base.remove(0, 1);
+    return base.isEmpty() ? u"вложение"_s : base;
+}
 
-protected:
-    void keyPressEvent(QKeyEvent* event) override {
-        if (event->key() == Qt::Key_Right && m_index + 1 < m_images.size())
-            show(m_index + 1);
-        else if (event->key() == Qt::Key_Left && m_index > 0)
-            show(m_index - 1);
-        else
-            QDialog::keyPressEvent(event);
-    }
-    void resizeEvent(QResizeEvent* event) override {
-        QDialog::resizeEvent(event);
-        show(m_index);
+// Thumbnails are painted from the palette and the pictures at hand: the picture filling a 100 × 80
+// rounded frame, or, while it loads or when the file is no picture, a tile with the file's name.
+class ThumbnailDelegate final : public QStyledItemDelegate {
+public:
+    ThumbnailDelegate(const Theme& theme, std::function<QPixmap(int)> image, QObject* parent)
+        : QStyledItemDelegate(parent)
+        , m_theme(theme)
+        , m_image(std::move(image)) {}
+
+    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return cellSize; }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        const Palette& p = m_theme.palette();
+        const QRectF frame(QPointF(option.rect.topLeft()) + QPointF(5, 5), QSizeF(thumbSize));
+        const qreal dpr = painter->device()->devicePixelRatioF();
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setRenderHint(QPainter::SmoothPixmapTransform);
+        QPainterPath clip;
+        clip.addRoundedRect(frame, 8, 8);
+        const QPixmap image = m_image(index.row());
+        if (!image.isNull()) {
+            painter->setClipPath(clip);
+            // Fill the frame, cropping what overflows.
+            const QSizeF scaled = QSizeF(image.size()).scaled(frame.size(), Qt::KeepAspectRatioByExpanding);
+            painter->drawPixmap(QRectF(frame.center() - QPointF(scaled.width() / 2, scaled.height() / 2), scaled),
+                                image, QRectF(image.rect()));
+        } else {
+            painter->fillPath(clip, p.raisedHover);
+            painter->drawPixmap(frame.topLeft() + QPointF(40, 22), Icons::pixmap(u"photo"_s, 20, p.textTertiary, dpr));
+            painter->setPen(p.textTertiary);
+            painter->setFont(uiFont(10));
+            const QString name = index.data(Qt::AccessibleTextRole).toString();
+            painter->drawText(QRectF(frame.left() + 6, frame.top() + 48, 88, 24), Qt::AlignCenter,
+                              painter->fontMetrics().elidedText(name, Qt::ElideMiddle, 88));
+        }
+        if (option.state & QStyle::State_MouseOver) {
+            painter->setClipping(false);
+            painter->setPen(QPen(p.accent, 1.5));
+            painter->drawPath(clip);
+        }
+        painter->restore();
     }
 
 private:
-    void show(int index) {
-        m_index = index;
-        const QPixmap& image = m_images.value(index);
-        if (!image.isNull())
-            m_label->setPixmap(
-                image.scaled(m_label->size() * devicePixelRatioF(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
-        setWindowTitle(u"Вложение %1 из %2"_s.arg(index + 1).arg(m_images.size()));
-    }
-
-    QList<QPixmap> m_images;
-    int m_index;
-    QLabel* m_label;
+    const Theme& m_theme;
+    std::function<QPixmap(int)> m_image;
 };
+
+QLabel* textLabel(const QString& text, int size, QFont::Weight weight, Palette::Role role, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(uiFont(size, weight));
+    Style::setText(label, role);
+    return label;
+}
 
 } // namespace
 
-TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QNetworkAccessManager& network, QWidget* parent)
+TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
     : QWidget(parent)
     , m_state(state)
     , m_theme(theme)
-    , m_network(network) {
+    , m_openFile([](const QString& path) { QDesktopServices::openUrl(QUrl::fromLocalFile(path)); }) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     outer->setSpacing(0);
-    m_header = new QWidget(this);
-    m_header->setAttribute(Qt::WA_StyledBackground);
-    m_header->setObjectName(u"detailHeader"_s);
-    auto* headerLayout = new QHBoxLayout(m_header);
+    auto* header = new QWidget(this);
+    header->setAttribute(Qt::WA_StyledBackground);
+    header->setObjectName(u"detailHeader"_s);
+    auto* headerLayout = new QHBoxLayout(header);
     headerLayout->setContentsMargins(24, 16, 24, 16);
-    m_back = new VexoButton(theme, VexoButton::Kind::ghost, u"К задачам"_s, m_header);
+    m_back = new VexoButton(theme, VexoButton::Kind::plain, u"К задачам"_s, header);
     m_back->setIconName(u"chevron.left"_s);
+    m_back->setIconSize(QSize(12, 12));
+    m_back->setFont(uiFont(13, QFont::Medium));
     connect(m_back, &QPushButton::clicked, this, [this] { m_state.setSelectedTask(std::nullopt); });
     headerLayout->addWidget(m_back);
     headerLayout->addStretch();
-    outer->addWidget(m_header);
+    outer->addWidget(header);
 
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     auto* page = new QWidget(scroll);
-    page->setObjectName(u"detailPage"_s);
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(24, 20, 24, 24);
     layout->setSpacing(12);
@@ -141,36 +153,56 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QNetworkAccessMana
     columns->setSpacing(20);
     auto* main = new QVBoxLayout;
     main->setSpacing(10);
-    m_descriptionCaption = new QToolButton(page);
-    m_descriptionCaption->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    m_descriptionCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
-    main->addWidget(m_descriptionCaption);
+    const auto caption = [&](const QString& icon, const QString& text) {
+        auto* label = new QToolButton(page);
+        label->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        label->setAttribute(Qt::WA_TransparentForMouseEvents);
+        label->setFocusPolicy(Qt::NoFocus);
+        label->setText(text);
+        label->setIcon(Icons::icon(icon, theme, Palette::Role::textSecondary));
+        label->setIconSize(QSize(13, 13));
+        label->setFont(uiFont(13, QFont::DemiBold));
+        Style::setRole(label, u"caption"_s);
+        return label;
+    };
+    main->addWidget(caption(u"text.alignleft"_s, u"Описание"_s));
     m_description = new HTMLTextView(theme, page);
     main->addWidget(m_description);
     main->addSpacing(10);
     auto* attachmentsHeader = new QHBoxLayout;
-    m_attachmentsCaption = new QToolButton(page);
-    m_attachmentsCaption->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    m_attachmentsCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
-    attachmentsHeader->addWidget(m_attachmentsCaption);
+    attachmentsHeader->addWidget(caption(u"photo"_s, u"Вложения"_s));
     m_attachmentsBusy = new BusyIndicator(theme, 14, page);
     attachmentsHeader->addWidget(m_attachmentsBusy);
     attachmentsHeader->addStretch();
     main->addLayout(attachmentsHeader);
-    m_noAttachments = new QLabel(page);
+    m_noAttachments = new QWidget(page);
+    auto* noneLayout = new QHBoxLayout(m_noAttachments);
+    noneLayout->setContentsMargins(0, 0, 0, 0);
+    noneLayout->setSpacing(6);
+    m_noAttachmentsIcon =
+        new IconView(theme, u"photo.on.rectangle.angled"_s, 14, Palette::Role::textSecondary, m_noAttachments);
+    noneLayout->addWidget(m_noAttachmentsIcon);
+    noneLayout->addWidget(textLabel(u"Нет вложений"_s, 12, QFont::Normal, Palette::Role::textSecondary, page));
+    noneLayout->addStretch();
     main->addWidget(m_noAttachments);
     m_thumbnails = new QListWidget(page);
     m_thumbnails->setViewMode(QListView::IconMode);
-    m_thumbnails->setIconSize(thumbSize);
-    m_thumbnails->setGridSize(thumbSize + QSize(10, 10));
+    m_thumbnails->setGridSize(cellSize);
     m_thumbnails->setResizeMode(QListView::Adjust);
     m_thumbnails->setMovement(QListView::Static);
     m_thumbnails->setSelectionMode(QAbstractItemView::NoSelection);
     m_thumbnails->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_thumbnails->setMinimumHeight(thumbSize.height() + 14);
+    m_thumbnails->setMouseTracking(true);
+    m_thumbnails->setMinimumHeight(cellSize.height() + 4);
     m_thumbnails->setAccessibleName(u"Вложения"_s);
+    m_thumbnails->setItemDelegate(new ThumbnailDelegate(
+        theme,
+        [this](int row) {
+            return row < m_attachments.size() ? m_images.value(fileUrl(m_attachments[row])) : QPixmap();
+        },
+        m_thumbnails));
     connect(m_thumbnails, &QListWidget::itemClicked, this,
-            [this](QListWidgetItem* item) { openLightbox(m_thumbnails->row(item)); });
+            [this](QListWidgetItem* item) { openAttachment(m_thumbnails->row(item)); });
     connect(m_thumbnails, &QListWidget::customContextMenuRequested, this, [this](const QPoint& at) {
         QListWidgetItem* item = m_thumbnails->itemAt(at);
         if (!item)
@@ -178,7 +210,7 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QNetworkAccessMana
         const TaskAttachment attachment = m_attachments.value(m_thumbnails->row(item));
         auto* menu = new QMenu(this);
         menu->setAttribute(Qt::WA_DeleteOnClose);
-        menu->addAction(Icons::icon(u"trash"_s, m_theme.palette().red), u"Удалить"_s, this,
+        menu->addAction(Icons::icon(u"trash"_s, m_theme, Palette::Role::red), u"Удалить"_s, this,
                         [this, attachment] { deleteAttachment(attachment); });
         menu->popup(m_thumbnails->viewport()->mapToGlobal(at));
     });
@@ -186,9 +218,9 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QNetworkAccessMana
     main->addStretch();
     columns->addLayout(main, 1);
 
-    auto* divider = new QWidget(page);
+    auto* divider = new QFrame(page);
     divider->setFixedWidth(1);
-    divider->setObjectName(u"detailDivider"_s);
+    Style::setRole(divider, u"divider"_s);
     columns->addWidget(divider);
 
     auto* side = new QWidget(page);
@@ -227,7 +259,13 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QNetworkAccessMana
             }
         }
     });
-    connect(&m_theme, &Theme::changed, this, &TaskDetailView::rebuild);
+    rebuildAttachments();
+}
+
+TaskDetailView::~TaskDetailView() = default;
+
+Lightbox* TaskDetailView::lightbox() const {
+    return m_lightbox;
 }
 
 QString TaskDetailView::sourceLabel(const QString& source) {
@@ -241,12 +279,36 @@ QString TaskDetailView::sourceLabel(const QString& source) {
 void TaskDetailView::showTask(const VexoTask& task) {
     const bool another = !m_task || m_task->id != task.id;
     m_task = task;
-    rebuild();
     if (another) {
+        // Nothing of the last task's list may be shown, or asked for, under this one's id.
+        ++m_generation;
         m_attachments.clear();
+        m_attachmentsTaskId = task.id;
+        m_loadingAttachments = false;
+        if (m_lightbox)
+            m_lightbox->reject();
         rebuildAttachments();
-        (void)loadAttachments(task.id, ++m_generation);
     }
+    rebuild();
+    if (another && isVisible())
+        reloadAttachments();
+}
+
+void TaskDetailView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // Every time the page comes up, also for the task it showed last time.
+    if (!event->spontaneous())
+        reloadAttachments();
+}
+
+void TaskDetailView::reloadAttachments() {
+    if (!m_task)
+        return;
+    (void)loadAttachments(m_task->id, ++m_generation);
+}
+
+QUrl TaskDetailView::fileUrl(const TaskAttachment& attachment) const {
+    return m_state.api().attachmentFileURL(m_attachmentsTaskId, attachment.id);
 }
 
 QCoro::Task<void> TaskDetailView::loadAttachments(qint64 taskId, int generation) {
@@ -259,11 +321,14 @@ QCoro::Task<void> TaskDetailView::loadAttachments(qint64 taskId, int generation)
     } catch (...) {
         answer.reset();
     }
-    // An answer for a task no longer shown is dropped.
+    // An answer for a task no longer shown, or overtaken by a newer request, is dropped.
     if (!self || generation != m_generation)
         co_return;
     m_loadingAttachments = false;
-    m_attachments = answer ? answer->attachments : QList<TaskAttachment>();
+    m_attachmentsTaskId = taskId;
+    // A failed fetch leaves the list that was there.
+    if (answer)
+        m_attachments = answer->attachments;
     rebuildAttachments();
 }
 
@@ -281,48 +346,95 @@ QCoro::Task<void> TaskDetailView::removeAttachment(qint64 taskId, TaskAttachment
             m_state.showToast(u"Ошибка удаления"_s);
         co_return;
     }
-    if (!self || !m_task || m_task->id != taskId)
+    if (!self || m_attachmentsTaskId != taskId)
         co_return;
     m_attachments.removeIf([&](const TaskAttachment& each) { return each.id == attachment.id; });
     rebuildAttachments();
 }
 
-void TaskDetailView::loadThumbnail(const TaskAttachment& attachment) {
-    const QUrl url = m_state.api().attachmentFileURL(m_task->id, attachment.id);
-    if (m_images.contains(url))
-        return;
-    QNetworkRequest request(url);
-    // The local service serves files to their owner only, so the picture request carries the token.
-    if (m_state.token())
-        request.setRawHeader("Authorization", "Bearer " + m_state.token()->toUtf8());
-    if (m_pendingImages.contains(url) || m_failedImages.contains(url))
-        return;
+QCoro::Task<void> TaskDetailView::loadImage(QUrl url) {
+    QPointer<TaskDetailView> self(this);
     m_pendingImages.insert(url);
-    QNetworkReply* reply = m_network.get(request);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
-        reply->deleteLater();
-        m_pendingImages.remove(url);
-        QPixmap image;
-        if (reply->error() != QNetworkReply::NoError || !image.loadFromData(reply->readAll())) {
-            // The tile stays, without its spinner, and the picture is not asked for again.
-            m_failedImages.insert(url);
-            rebuildAttachments();
-            return;
-        }
+    QPixmap image;
+    try {
+        const QByteArray bytes = co_await m_state.api().fetchImage(url);
+        image.loadFromData(bytes);
+    } catch (...) {
+        image = QPixmap();
+    }
+    if (!self)
+        co_return;
+    m_pendingImages.remove(url);
+    if (image.isNull()) {
+        // The tile stays, without its spinner, and the picture is not asked for again.
+        m_failedImages.insert(url);
+    } else {
         m_images.insert(url, image);
-        rebuildAttachments();
-    });
+        if (m_lightbox) {
+            for (int i = 0; i < m_lightboxRows.size(); ++i) {
+                const int row = m_lightboxRows[i];
+                if (row < m_attachments.size() && fileUrl(m_attachments[row]) == url)
+                    m_lightbox->setImage(i, image);
+            }
+        }
+    }
+    rebuildAttachments();
+}
+
+void TaskDetailView::openAttachment(int index) {
+    if (index < 0 || index >= m_attachments.size())
+        return;
+    const TaskAttachment& attachment = m_attachments[index];
+    if (isPicture(attachment))
+        openLightbox(index);
+    else
+        (void)openExternally(fileUrl(attachment), attachment);
 }
 
 void TaskDetailView::openLightbox(int index) {
-    if (!m_task || index < 0 || index >= m_attachments.size())
-        return;
-    QList<QPixmap> images;
-    for (const TaskAttachment& attachment : std::as_const(m_attachments))
-        images << m_images.value(m_state.api().attachmentFileURL(m_task->id, attachment.id));
-    auto* box = new Lightbox(images, index, window());
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    QList<Lightbox::Picture> pictures;
+    m_lightboxRows.clear();
+    int shown = 0;
+    for (int row = 0; row < m_attachments.size(); ++row) {
+        const TaskAttachment& attachment = m_attachments[row];
+        if (!isPicture(attachment))
+            continue;
+        if (row == index)
+            shown = int(pictures.size());
+        pictures.append({attachment.filename, m_images.value(fileUrl(attachment))});
+        m_lightboxRows << row;
+    }
+    if (m_lightbox)
+        m_lightbox->reject();
+    m_lightbox = new Lightbox(m_theme, pictures, shown, window());
+    m_lightbox->setAttribute(Qt::WA_DeleteOnClose);
+    m_lightbox->open();
+}
+
+QCoro::Task<void> TaskDetailView::openExternally(QUrl url, TaskAttachment attachment) {
+    QPointer<TaskDetailView> self(this);
+    QByteArray bytes;
+    try {
+        bytes = co_await m_state.api().fetchImage(url);
+    } catch (...) {
+        if (self)
+            m_state.showToast(u"Ошибка: "_s + AppState::describe(std::current_exception()));
+        co_return;
+    }
+    if (!self)
+        co_return;
+    // Under its own name, in a folder of the session that goes when the application does.
+    if (!m_files)
+        m_files = std::make_unique<QTemporaryDir>();
+    const QString folder = m_files->filePath(QString::number(attachment.id));
+    QFile file(QDir(folder).filePath(safeFileName(attachment.filename)));
+    if (!m_files->isValid() || !QDir().mkpath(folder) || !file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(bytes) != bytes.size()) {
+        m_state.showToast(u"Ошибка: "_s + file.errorString());
+        co_return;
+    }
+    file.close();
+    m_openFile(file.fileName());
 }
 
 bool TaskDetailView::showsNoAttachments() const {
@@ -330,41 +442,19 @@ bool TaskDetailView::showsNoAttachments() const {
 }
 
 void TaskDetailView::rebuildAttachments() {
-    const Palette& p = m_theme.palette();
     m_attachmentsBusy->setVisible(m_loadingAttachments);
     m_noAttachments->setVisible(!m_loadingAttachments && m_attachments.isEmpty());
     m_thumbnails->setVisible(!m_attachments.isEmpty());
     m_thumbnails->clear();
-    if (!m_task)
-        return;
-    const qreal dpr = devicePixelRatioF();
     for (const TaskAttachment& attachment : std::as_const(m_attachments)) {
-        const QUrl url = m_state.api().attachmentFileURL(m_task->id, attachment.id);
-        QPixmap face;
-        if (m_images.contains(url)) {
-            face = rounded(m_images.value(url), dpr);
-        } else {
-            // Loading (or not a picture): the file's kind on a plain tile.
-            face = QPixmap(thumbSize * dpr);
-            face.setDevicePixelRatio(dpr);
-            face.fill(Qt::transparent);
-            QPainter painter(&face);
-            painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(p.raisedHover);
-            painter.drawRoundedRect(QRectF(QPointF(), QSizeF(thumbSize)), 8, 8);
-            painter.drawPixmap(QPointF(40, 22), Icons::pixmap(u"photo"_s, 20, p.textTertiary, dpr));
-            painter.setPen(p.textTertiary);
-            painter.setFont(uiFont(10));
-            painter.drawText(QRectF(6, 48, 88, 24), Qt::AlignCenter,
-                             painter.fontMetrics().elidedText(attachment.filename, Qt::ElideMiddle, 88));
-            if (attachment.mimetype.startsWith(u"image/"_s))
-                loadThumbnail(attachment);
-        }
-        auto* item = new QListWidgetItem(QIcon(face), QString(), m_thumbnails);
+        const QUrl url = fileUrl(attachment);
+        if (isPicture(attachment) && !m_images.contains(url) && !m_pendingImages.contains(url) &&
+            !m_failedImages.contains(url))
+            (void)loadImage(url);
+        auto* item = new QListWidgetItem(m_thumbnails);
         item->setToolTip(attachment.filename);
         item->setData(Qt::AccessibleTextRole, attachment.filename);
-        item->setSizeHint(thumbSize + QSize(10, 10));
+        item->setSizeHint(cellSize);
         if (m_pendingImages.contains(url)) {
             // A small spinner over the tile while its picture is on the way.
             auto* holder = new QWidget(m_thumbnails);
@@ -418,124 +508,80 @@ void TaskDetailView::rebuild() {
     if (!m_task)
         return;
     const VexoTask& task = *m_task;
-    const Palette& p = m_theme.palette();
-    const qreal dpr = devicePixelRatioF();
     const bool done = task.status == TaskStatus::done;
 
-    m_header->setStyleSheet(
-        u"QWidget#detailHeader { background: qlineargradient(x1:0, y1:0, x2:0, y2:1, stop:0 %1, stop:1 %2);"
-        u" border-bottom: 1px solid %3; }"_s.arg(p.panel.name(), p.background.name(), p.border.name(QColor::HexArgb)));
-    if (auto* divider = findChild<QWidget*>(u"detailDivider"_s))
-        divider->setStyleSheet(u"background: %1;"_s.arg(p.border.name(QColor::HexArgb)));
     QFont titleFont = uiFont(22, QFont::Bold);
     titleFont.setStrikeOut(done);
     m_title->setFont(titleFont);
     m_title->setText(task.title);
-    m_title->setStyleSheet(u"color: %1;"_s.arg(done ? p.textSecondary.name() : p.textPrimary.name()));
+    Style::setText(m_title, done ? Palette::Role::textSecondary : Palette::Role::textPrimary);
 
     clearLayout(m_badges);
     m_badgeTexts.clear();
-    const auto badge = [&](const QString& text, const QString& icon, const QColor& colour) {
-        auto* label = new QLabel(this);
-        QColor ground = colour;
-        ground.setAlphaF(0.12);
-        label->setText(text);
-        label->setFont(uiFont(11, QFont::Medium));
-        label->setStyleSheet(u"color: %1; background: %2; border-radius: 8px; padding: 3px 8px;"_s.arg(
-            colour.name(), ground.name(QColor::HexArgb)));
-        if (!icon.isEmpty()) {
-            auto* row = new QWidget(this);
-            auto* rowLayout = new QHBoxLayout(row);
-            rowLayout->setContentsMargins(8, 3, 8, 3);
-            rowLayout->setSpacing(4);
-            row->setStyleSheet(u"background: %1; border-radius: 8px;"_s.arg(ground.name(QColor::HexArgb)));
-            auto* iconLabel = new QLabel(row);
-            iconLabel->setPixmap(Icons::pixmap(icon, 11, colour, dpr));
-            label->setStyleSheet(u"color: %1; background: transparent;"_s.arg(colour.name()));
-            label->setParent(row);
-            rowLayout->addWidget(iconLabel);
-            rowLayout->addWidget(label);
-            m_badges->addWidget(row);
-        } else {
-            m_badges->addWidget(label);
-        }
+    const auto badge = [&](const QString& text, const QString& icon, Palette::Role role) {
+        m_badges->addWidget(new Badge(m_theme, text, icon, role, 11, this));
         m_badgeTexts << text;
     };
-    badge(priorityWord(task.priority), QString(), p.priorityColor(task.priority));
+    badge(priorityWord(task.priority), QString(), Palette::priorityRole(task.priority));
     if (task.isSentToBot())
-        badge(u"В Telegram"_s, u"paperplane.fill"_s, p.teal);
+        badge(u"В Telegram"_s, u"paperplane.fill"_s, Palette::Role::teal);
     if (task.source == u"bot")
-        badge(u"Из бота"_s, u"bubble.left.fill"_s, p.textTertiary);
+        badge(u"Из бота"_s, u"bubble.left.fill"_s, Palette::Role::textTertiary);
     if (task.isArchived())
-        badge(u"Архив"_s, u"archivebox"_s, p.textSecondary);
+        badge(u"Архив"_s, u"archivebox"_s, Palette::Role::textSecondary);
     m_badges->addStretch();
 
-    const auto caption = [&](QToolButton* label, const QString& icon, const QString& text) {
-        label->setText(text);
-        label->setIcon(Icons::icon(icon, p.textSecondary));
-        label->setIconSize(QSize(13, 13));
-        label->setFont(uiFont(13, QFont::DemiBold));
-        label->setStyleSheet(u"QToolButton { color: %1; background: transparent; border: none; padding: 0; }"_s.arg(
-            p.textPrimary.name()));
-    };
-    caption(m_descriptionCaption, u"text.alignleft"_s, u"Описание"_s);
-    caption(m_attachmentsCaption, u"photo"_s, u"Вложения"_s);
     m_description->setHtmlDescription(task.description.value_or(QString()));
-    m_noAttachments->setText(u"Нет вложений"_s);
-    m_noAttachments->setFont(uiFont(12));
-    m_noAttachments->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_thumbnails->setStyleSheet(u"QListWidget { background: transparent; border: none; }"_s);
 
     clearLayout(m_metadata);
     m_metadataTexts.clear();
     int row = 0;
-    const auto metaRow = [&](const QString& icon, const QString& label, const QString& value, const QColor& colour,
-                             const QString& valueIcon = QString(), const QColor& valueIconColour = QColor()) {
-        auto* iconLabel = new QLabel(this);
-        iconLabel->setFixedWidth(16);
-        iconLabel->setPixmap(Icons::pixmap(icon, 11, p.textTertiary, dpr));
-        auto* name = new QLabel(label, this);
-        name->setFont(uiFont(12));
+    const auto metaRow = [&](const QString& icon, const QString& label, const QString& value, Palette::Role role,
+                             const QString& valueIcon = QString(), Palette::Role valueIconRole = {}) {
+        auto* iconBox = new QWidget(this);
+        iconBox->setFixedWidth(16);
+        auto* iconLayout = new QHBoxLayout(iconBox);
+        iconLayout->setContentsMargins(0, 0, 0, 0);
+        iconLayout->addWidget(new IconView(m_theme, icon, 11, Palette::Role::textTertiary, iconBox), 0,
+                              Qt::AlignCenter);
+        auto* name = textLabel(label, 12, QFont::Normal, Palette::Role::textSecondary, this);
         name->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
-        name->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
         auto* valueBox = new QWidget(this);
         auto* valueLayout = new QHBoxLayout(valueBox);
         valueLayout->setContentsMargins(0, 0, 0, 0);
         valueLayout->setSpacing(4);
         valueLayout->addStretch();
-        if (!valueIcon.isEmpty()) {
-            auto* glyph = new QLabel(valueBox);
-            glyph->setPixmap(Icons::pixmap(valueIcon, 13, valueIconColour, dpr));
-            valueLayout->addWidget(glyph);
-        }
-        auto* text = new QLabel(value, valueBox);
+        if (!valueIcon.isEmpty())
+            valueLayout->addWidget(new IconView(m_theme, valueIcon, 13, valueIconRole, valueBox));
+        auto* text = textLabel(value, 12, QFont::Medium, role, valueBox);
         text->setWordWrap(true);
         text->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        text->setFont(uiFont(12, QFont::Medium));
-        text->setStyleSheet(u"color: %1;"_s.arg(colour.name()));
         valueLayout->addWidget(text);
-        m_metadata->addWidget(iconLabel, row, 0);
+        m_metadata->addWidget(iconBox, row, 0);
         m_metadata->addWidget(name, row, 1);
         m_metadata->addWidget(valueBox, row, 2);
         m_metadataTexts << label + u": "_s + value;
         ++row;
     };
-    metaRow(u"flag"_s, u"Приоритет"_s, priorityWord(task.priority), p.priorityColor(task.priority), u"circle.fill"_s,
-            p.priorityColor(task.priority));
+    const Palette::Role priority = Palette::priorityRole(task.priority);
+    metaRow(u"flag"_s, u"Приоритет"_s, priorityWord(task.priority), priority, u"circle.fill"_s, priority);
     if (done)
-        metaRow(u"circle.dotted"_s, u"Статус"_s, u"Выполнено"_s, p.green, u"checkmark.circle"_s, p.green);
+        metaRow(u"circle.dotted"_s, u"Статус"_s, u"Выполнено"_s, Palette::Role::green, u"checkmark.circle"_s,
+                Palette::Role::green);
     else
-        metaRow(u"circle.dotted"_s, u"Статус"_s, u"Активная"_s, p.teal);
+        metaRow(u"circle.dotted"_s, u"Статус"_s, u"Активная"_s, Palette::Role::teal);
     if (task.deadline && !task.deadline->isEmpty()) {
         const bool overdue = !done && isOverdue(task.deadline, m_state.clock().now());
-        metaRow(u"calendar"_s, u"Дедлайн"_s, formatDeadline(task.deadline), overdue ? p.red : p.textPrimary,
-                overdue ? u"exclamationmark.clock.fill"_s : u"clock"_s, overdue ? p.red : p.textTertiary);
+        metaRow(u"calendar"_s, u"Дедлайн"_s, formatDeadline(task.deadline),
+                overdue ? Palette::Role::red : Palette::Role::textPrimary,
+                overdue ? u"exclamationmark.clock.fill"_s : u"clock"_s,
+                overdue ? Palette::Role::red : Palette::Role::textTertiary);
     }
-    metaRow(u"plus.circle"_s, u"Создана"_s, formatDeadline(task.createdAt), p.textPrimary);
+    metaRow(u"plus.circle"_s, u"Создана"_s, formatDeadline(task.createdAt), Palette::Role::textPrimary);
     if (task.completedAt)
-        metaRow(u"checkmark.circle"_s, u"Выполнена"_s, formatDeadline(task.completedAt), p.textPrimary);
+        metaRow(u"checkmark.circle"_s, u"Выполнена"_s, formatDeadline(task.completedAt), Palette::Role::textPrimary);
     if (task.source)
-        metaRow(u"globe"_s, u"Источник"_s, sourceLabel(*task.source), p.textPrimary);
+        metaRow(u"globe"_s, u"Источник"_s, sourceLabel(*task.source), Palette::Role::textPrimary);
 
     clearLayout(m_actions);
     m_actionButtons.clear();
@@ -564,5 +610,4 @@ void TaskDetailView::rebuild() {
            [this, id = current.id] { (void)m_state.archiveTask(id); });
     action(u"Удалить задачу"_s, u"trash"_s, VexoButton::Kind::destructive,
            [this, id = current.id] { (void)m_state.deleteTask(id); });
-    rebuildAttachments();
 }

@@ -2,10 +2,13 @@
 
 #include "AppState.h"
 #include "BusyIndicator.h"
+#include "ChipButton.h"
 #include "Fonts.h"
+#include "IconView.h"
 #include "Icons.h"
 #include "ServerDate.h"
 #include "StatCard.h"
+#include "Style.h"
 #include "TaskListModel.h"
 #include "TaskRowDelegate.h"
 #include "Theme.h"
@@ -82,6 +85,7 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     header->setContentsMargins(20, 20, 20, 0);
     m_title = new QLabel(this);
     m_title->setFont(uiFont(20, QFont::Bold));
+    Style::setText(m_title, Palette::Role::textPrimary);
     header->addWidget(m_title);
     header->addStretch();
     m_newTask = new VexoButton(theme, VexoButton::Kind::primary, u"Новая задача"_s, this);
@@ -96,9 +100,7 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     filters->setContentsMargins(20, 0, 20, 0);
     filters->setSpacing(6);
     for (DateFilter filter : allDateFilters) {
-        auto* chip = new QPushButton(dateFilterLabel(filter), this);
-        chip->setCursor(Qt::PointingHandCursor);
-        chip->setCheckable(true);
+        auto* chip = new ChipButton(dateFilterLabel(filter), true, this);
         chip->setProperty("dateFilter", int(filter));
         connect(chip, &QPushButton::clicked, this, [this, filter] {
             m_state.setDateFilter(filter);
@@ -113,13 +115,20 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     m_priorityButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_priorityButton->setLayoutDirection(Qt::RightToLeft); // the chevron after the text
     m_priorityButton->setCursor(Qt::PointingHandCursor);
+    m_priorityButton->setFont(uiFont(12, QFont::Medium));
+    m_priorityButton->setIcon(Icons::icon(u"chevron.down"_s, theme, Palette::Role::textTertiary));
+    m_priorityButton->setIconSize(QSize(10, 10));
+    Style::setRole(m_priorityButton, u"menuButton"_s);
     auto* priorityMenu = new QMenu(m_priorityButton);
+    priorityMenu->setLayoutDirection(Qt::LeftToRight); // the button runs right to left for its chevron only
     priorityMenu->addAction(u"Любой"_s, this, [this] { m_state.setPriorityFilter(std::nullopt); });
     priorityMenu->addSeparator();
     for (TaskPriority priority : allTaskPriorities) {
-        QAction* action = priorityMenu->addAction(priorityWord(priority), this,
+        // Each priority's dot in its colour, before the word.
+        QAction* action = priorityMenu->addAction(Icons::icon(u"circle.fill"_s, theme, Palette::priorityRole(priority)),
+                                                  priorityWord(priority), this,
                                                   [this, priority] { m_state.setPriorityFilter(priority); });
-        action->setProperty("priority", int(priority));
+        action->setData(int(priority));
     }
     m_priorityButton->setMenu(priorityMenu);
     filters->addWidget(m_priorityButton);
@@ -137,9 +146,10 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
         cards->addWidget(card);
     layout->addLayout(cards);
 
-    m_divider = new QWidget(this);
-    m_divider->setFixedHeight(1);
-    layout->addWidget(m_divider);
+    auto* divider = new QFrame(this);
+    divider->setFixedHeight(1);
+    Style::setRole(divider, u"divider"_s);
+    layout->addWidget(divider);
     layout->setSpacing(12);
 
     m_content = new QStackedWidget(this);
@@ -184,13 +194,16 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     auto* emptyLayout = new QVBoxLayout(m_empty);
     emptyLayout->setContentsMargins(0, 60, 0, 0);
     emptyLayout->setSpacing(8);
-    m_emptyIcon = new QLabel(m_empty);
+    auto* emptyIcon = new IconView(theme, u"checklist"_s, 40, Palette::Role::textTertiary, m_empty);
+    emptyLayout->addWidget(emptyIcon, 0, Qt::AlignHCenter);
     m_emptyTitle = new QLabel(m_empty);
     m_emptyTitle->setFont(uiFont(16, QFont::DemiBold));
+    Style::setText(m_emptyTitle, Palette::Role::textSecondary);
+    emptyLayout->addWidget(m_emptyTitle, 0, Qt::AlignHCenter);
     m_emptyHint = new QLabel(u"Нажми «Новая задача» чтобы начать"_s, m_empty);
     m_emptyHint->setFont(uiFont(13));
-    for (QLabel* label : {m_emptyIcon, m_emptyTitle, m_emptyHint})
-        emptyLayout->addWidget(label, 0, Qt::AlignHCenter);
+    Style::setText(m_emptyHint, Palette::Role::textTertiary);
+    emptyLayout->addWidget(m_emptyHint, 0, Qt::AlignHCenter);
     emptyLayout->addStretch();
     m_content->addWidget(m_empty);
     layout->addWidget(m_content, 1);
@@ -199,8 +212,6 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
                         &AppState::dateFilterChanged, &AppState::priorityFilterChanged, &AppState::foldersChanged})
         connect(&m_state, signal, this, &TaskListView::refresh);
     connect(&m_state, &AppState::foldersChanged, m_list->viewport(), qOverload<>(&QWidget::update));
-    connect(&m_theme, &Theme::changed, this, &TaskListView::restyle);
-    restyle();
     refresh();
 }
 
@@ -245,24 +256,26 @@ QString TaskListView::contentState() const {
 }
 
 QMenu* TaskListView::contextMenuFor(const VexoTask& task, QWidget* parent) {
-    const Palette& p = m_theme.palette();
+    const auto icon = [this](const QString& name, Palette::Role role = Palette::Role::textSecondary) {
+        return Icons::icon(name, m_theme, role);
+    };
     auto* menu = new QMenu(parent);
-    menu->addAction(Icons::icon(u"arrow.forward.square"_s, p.textSecondary), u"Открыть"_s, this,
+    menu->addAction(icon(u"arrow.forward.square"_s), u"Открыть"_s, this,
                     [this, task] { m_state.setSelectedTask(task); });
     const bool done = task.status == TaskStatus::done;
-    menu->addAction(Icons::icon(done ? u"arrow.uturn.left"_s : u"checkmark"_s, p.textSecondary),
+    menu->addAction(icon(done ? u"arrow.uturn.left"_s : u"checkmark"_s),
                     done ? u"Вернуть в активные"_s : u"Отметить выполненной"_s, this,
                     [this, task] { (void)m_state.toggleTask(task); });
-    menu->addAction(Icons::icon(u"pencil"_s, p.textSecondary), u"Редактировать"_s, this, [this, task] {
+    menu->addAction(icon(u"pencil"_s), u"Редактировать"_s, this, [this, task] {
         m_state.setEditingTask(task);
         m_state.setShowEditTask(true);
     });
-    menu->addAction(Icons::icon(u"paperplane"_s, p.textSecondary), u"Отправить в Telegram"_s, this,
+    menu->addAction(icon(u"paperplane"_s), u"Отправить в Telegram"_s, this,
                     [this, id = task.id] { (void)m_state.sendToBot(id); });
     menu->addSeparator();
-    menu->addAction(Icons::icon(u"archivebox"_s, p.textSecondary), u"Архивировать"_s, this,
+    menu->addAction(icon(u"archivebox"_s), u"Архивировать"_s, this,
                     [this, id = task.id] { (void)m_state.archiveTask(id); });
-    QAction* remove = menu->addAction(Icons::icon(u"trash"_s, p.red), u"Удалить"_s, this,
+    QAction* remove = menu->addAction(icon(u"trash"_s, Palette::Role::red), u"Удалить"_s, this,
                                       [this, id = task.id] { (void)m_state.deleteTask(id); });
     remove->setProperty("destructive", true);
     return menu;
@@ -287,37 +300,4 @@ void TaskListView::refresh() {
         m_content->setCurrentIndex(0);
     else
         m_content->setCurrentWidget(m_model->rowCount() > 0 ? static_cast<QWidget*>(m_list) : m_empty);
-}
-
-void TaskListView::restyle() {
-    const Palette& p = m_theme.palette();
-    m_title->setStyleSheet(u"color: %1;"_s.arg(p.textPrimary.name()));
-    m_divider->setStyleSheet(u"background: %1;"_s.arg(p.border.name(QColor::HexArgb)));
-    m_emptyIcon->setPixmap(Icons::pixmap(u"checklist"_s, 40, p.textTertiary, devicePixelRatioF()));
-    m_emptyTitle->setStyleSheet(u"color: %1;"_s.arg(p.textSecondary.name()));
-    m_emptyHint->setStyleSheet(u"color: %1;"_s.arg(p.textTertiary.name()));
-    for (QPushButton* chip : m_chips) {
-        chip->setFont(uiFont(12));
-        // Wide enough for the semibold face of the selected chip, so selecting never clips.
-        chip->setMinimumWidth(QFontMetrics(uiFont(12, QFont::DemiBold)).horizontalAdvance(chip->text()) + 24);
-        chip->setStyleSheet(u"QPushButton { color: %1; background: %2; border: none; border-radius: 7px;"
-                            u" padding: 5px 10px; font-weight: 400; }"
-                            u"QPushButton:checked { color: %3; background: %4; font-weight: 600; }"
-                            u"QPushButton:pressed { background: %5; }"_s.arg(p.textSecondary.name(), p.raised.name(),
-                                                                             p.onAccent.name(), p.accent.name(),
-                                                                             p.raisedHover.name()));
-    }
-    m_priorityButton->setFont(uiFont(12, QFont::Medium));
-    m_priorityButton->setIcon(Icons::icon(u"chevron.down"_s, p.textTertiary));
-    m_priorityButton->setIconSize(QSize(10, 10));
-    m_priorityButton->setStyleSheet(
-        u"QToolButton { color: %1; background: transparent; border: none; padding: 5px 4px; }"
-        u"QToolButton::menu-indicator { image: none; width: 0; }"_s.arg(p.textSecondary.name()));
-    const auto actions = m_priorityButton->menu()->actions();
-    for (QAction* action : actions) {
-        if (action->property("priority").isValid())
-            action->setIcon(
-                Icons::icon(u"circle.fill"_s, p.priorityColor(TaskPriority(action->property("priority").toInt()))));
-    }
-    m_list->viewport()->update();
 }

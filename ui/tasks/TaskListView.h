@@ -46,7 +46,6 @@ protected:
 
 private:
     void refresh();
-    void restyle();
 
     AppState& m_state;
     Theme& m_theme;
@@ -61,8 +60,6 @@ private:
     BusyIndicator* m_busy;
     QListView* m_list;
     QWidget* m_empty;
-    QLabel* m_emptyIcon;
     QLabel* m_emptyTitle;
     QLabel* m_emptyHint;
-    QWidget* m_divider;
 };

@@ -125,7 +125,7 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         painter->drawPixmap(QPointF(box.center().x() - 6, box.center().y() - 6),
                             Icons::pixmap(QStringLiteral("checkmark"), 12, p.green, dpr));
     } else {
-        painter->setPen(QPen(p.dark ? QColor(255, 255, 255, 60) : QColor(0, 0, 0, 70), 1.5));
+        painter->setPen(QPen(p.border, 1.5));
         painter->drawPath(boxShape);
     }
 
