@@ -116,8 +116,6 @@ QString sheet(const Palette& p) {
     rule(u"QToolButton[vexoRole=\"menuButton\"] { color: %1; background: transparent; border: none;"
          u" padding: 5px 4px; }"_s.arg(secondary));
     rule(u"QToolButton[vexoRole=\"menuButton\"]::menu-indicator { image: none; width: 0; }"_s);
-    rule(u"QToolButton[vexoRole=\"caption\"] { color: %1; background: transparent; border: none; padding: 0; }"_s.arg(
-        primary));
 
     // Days of the mini calendar: past days dimmed, today in the accent, the chosen one on it.
     rule(u"QPushButton[vexoRole=\"calendarDay\"] { color: %1; background: transparent; border: none;"

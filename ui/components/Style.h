@@ -15,7 +15,7 @@ namespace Style {
 // Text drawn in one of the palette's colours (the "vexoText" property).
 void setText(QWidget* widget, Palette::Role role);
 // A look of the shared vocabulary (the "vexoRole" property): "chip", "priorityChip", "sidebarItem",
-// "iconButton", "plain", "menuButton", "caption", "calendarDay", "keycap", "apiKey", "stepBadge",
+// "iconButton", "plain", "menuButton", "calendarDay", "keycap", "apiKey", "stepBadge",
 // "divider".
 void setRole(QWidget* widget, const QString& role);
 // Any other property the sheet selects on ("vexoTone", "vexoDay"); the widget is restyled at once.

@@ -31,7 +31,6 @@
 #include <QShowEvent>
 #include <QStyledItemDelegate>
 #include <QTemporaryDir>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -153,17 +152,15 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
     columns->setSpacing(20);
     auto* main = new QVBoxLayout;
     main->setSpacing(10);
+    // A section's caption: its icon, then its name in 13 pt semibold.
     const auto caption = [&](const QString& icon, const QString& text) {
-        auto* label = new QToolButton(page);
-        label->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        label->setAttribute(Qt::WA_TransparentForMouseEvents);
-        label->setFocusPolicy(Qt::NoFocus);
-        label->setText(text);
-        label->setIcon(Icons::icon(icon, theme, Palette::Role::textSecondary));
-        label->setIconSize(QSize(13, 13));
-        label->setFont(uiFont(13, QFont::DemiBold));
-        Style::setRole(label, u"caption"_s);
-        return label;
+        auto* row = new QWidget(page);
+        auto* rowLayout = new QHBoxLayout(row);
+        rowLayout->setContentsMargins(0, 0, 0, 0);
+        rowLayout->setSpacing(6);
+        rowLayout->addWidget(new IconView(theme, icon, 13, Palette::Role::textSecondary, row));
+        rowLayout->addWidget(textLabel(text, 13, QFont::DemiBold, Palette::Role::textPrimary, row));
+        return row;
     };
     main->addWidget(caption(u"text.alignleft"_s, u"Описание"_s));
     m_description = new HTMLTextView(theme, page);

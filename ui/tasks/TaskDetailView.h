@@ -25,7 +25,6 @@ class QHBoxLayout;
 class QLabel;
 class QListWidget;
 class QTemporaryDir;
-class QToolButton;
 class QVBoxLayout;
 class Theme;
 class VexoButton;
