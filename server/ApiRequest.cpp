@@ -1,6 +1,5 @@
 #include "ApiRequest.h"
 
-#include "JsonWriter.h"
 #include "ServerError.h"
 
 #include <QJsonDocument>
@@ -29,19 +28,4 @@ QJsonObject ApiRequest::jsonObject() const {
     if (!document.isObject())
         throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
     return document.object();
-}
-
-HttpReply HttpReply::json(QByteArray body, int status) {
-    HttpReply reply;
-    reply.status = status;
-    reply.body = std::move(body);
-    return reply;
-}
-
-HttpReply HttpReply::error(int status, const QString& message) {
-    JsonWriter writer;
-    writer.beginObject();
-    writer.field("error", message);
-    writer.endObject();
-    return json(writer.take(), status);
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "HttpReply.h"
+#include "HttpRequest.h"
+
+#include <optional>
+
+class QTcpSocket;
+
+// What the connection layer asks of the application. The layer owns framing, limits and time-outs;
+// the handler owns routes.
+class HttpHandler {
+public:
+    struct Admission {
+        // Present: the request ends with this answer and its body is never read.
+        std::optional<HttpReply> reply;
+        // Otherwise the body may be at most this long.
+        qint64 bodyLimit = 0;
+    };
+
+    virtual ~HttpHandler() = default;
+
+    // Called once the header is read, before any byte of the body.
+    virtual Admission admit(HttpRequest& request) = 0;
+    // Called with the whole body of an admitted request.
+    virtual HttpReply respond(HttpRequest& request) = 0;
+    // A request that asks to switch protocols, before its header is taken from the socket: true when
+    // the handler takes the socket over (it then reads the request itself).
+    virtual bool upgrade(const HttpRequest& request, QTcpSocket* socket) {
+        Q_UNUSED(request);
+        Q_UNUSED(socket);
+        return false;
+    }
+};

@@ -1,0 +1,72 @@
+#include "HttpServer.h"
+
+#include "HttpConnection.h"
+#include "ServerLog.h"
+
+#include <QTcpSocket>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+HttpServer::HttpServer(HttpHandler& handler, QObject* parent)
+    : QObject(parent)
+    , m_handler(handler) {
+    connect(&m_listener, &QTcpServer::newConnection, this, &HttpServer::accept);
+}
+
+HttpServer::~HttpServer() {
+    m_listener.close();
+    for (HttpConnection* connection : std::as_const(m_connections)) {
+        connection->disconnect(this);
+        delete connection;
+    }
+}
+
+quint16 HttpServer::listen(const QHostAddress& address, quint16 port) {
+    if (!m_listener.listen(address, port))
+        return 0;
+    return m_listener.serverPort();
+}
+
+void HttpServer::accept() {
+    while (QTcpSocket* socket = m_listener.nextPendingConnection()) {
+        const QHostAddress address = socket->peerAddress();
+        int& fromAddress = m_perAddress[address];
+        if (fromAddress >= m_limits.maxConnectionsPerAddress || m_connections.size() >= m_limits.maxConnections) {
+            if (fromAddress == 0)
+                m_perAddress.remove(address);
+            turnAway(socket);
+            continue;
+        }
+        ++fromAddress;
+        auto* connection = new HttpConnection(socket, m_handler, m_limits, this);
+        m_connections.insert(connection);
+        connect(connection, &HttpConnection::finished, this, [this, connection] { forget(connection); });
+    }
+}
+
+void HttpServer::turnAway(QTcpSocket* socket) {
+    static const QByteArray answer = [] {
+        const HttpReply reply = HttpReply::error(503, u"Слишком много соединений, попробуйте позже"_s);
+        return "HTTP/1.1 503 " + reasonPhrase(503) + "\r\nContent-Type: " + reply.contentType +
+               "\r\nContent-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n" +
+               reply.body;
+    }();
+    qCInfo(lcServer).noquote() << "turned away a connection from" << socket->peerAddress().toString();
+    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    QTimer::singleShot(m_limits.lingerMs, socket, [socket] {
+        socket->abort();
+        socket->deleteLater();
+    });
+    socket->write(answer);
+    socket->disconnectFromHost();
+}
+
+void HttpServer::forget(HttpConnection* connection) {
+    if (!m_connections.remove(connection))
+        return;
+    const auto count = m_perAddress.find(connection->peer());
+    if (count != m_perAddress.end() && --count.value() <= 0)
+        m_perAddress.erase(count);
+    connection->deleteLater();
+}
