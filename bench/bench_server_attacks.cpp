@@ -86,9 +86,14 @@ bool closedByServer(int fd) {
         return false;
     if (entry.revents & (POLLERR | POLLHUP))
         return true;
+    // An answer (a 503 or a 408) may come before the end of the stream.
     char buffer[4096];
-    const ssize_t got = ::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
-    return got == 0 || (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK);
+    for (;;) {
+        const ssize_t got = ::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
+        if (got > 0)
+            continue;
+        return got == 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+    }
 }
 
 void bigBodies() {

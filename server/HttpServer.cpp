@@ -35,6 +35,12 @@ void HttpServer::accept() {
         if (fromAddress >= m_limits.maxConnectionsPerAddress || m_connections.size() >= m_limits.maxConnections) {
             if (fromAddress == 0)
                 m_perAddress.remove(address);
+            // Once per flood, not once per connection: the log must not become the next thing to fill.
+            if (!m_turnedAway.contains(address)) {
+                m_turnedAway.insert(address);
+                qCWarning(lcServer).noquote()
+                    << "connection limit reached; turning away connections from" << address.toString();
+            }
             turnAway(socket);
             continue;
         }
@@ -52,7 +58,6 @@ void HttpServer::turnAway(QTcpSocket* socket) {
                "\r\nContent-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n" +
                reply.body;
     }();
-    qCInfo(lcServer).noquote() << "turned away a connection from" << socket->peerAddress().toString();
     connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
     QTimer::singleShot(m_limits.lingerMs, socket, [socket] {
         socket->abort();
@@ -66,7 +71,9 @@ void HttpServer::forget(HttpConnection* connection) {
     if (!m_connections.remove(connection))
         return;
     const auto count = m_perAddress.find(connection->peer());
-    if (count != m_perAddress.end() && --count.value() <= 0)
+    if (count != m_perAddress.end() && --count.value() <= 0) {
         m_perAddress.erase(count);
+        m_turnedAway.remove(connection->peer());
+    }
     connection->deleteLater();
 }

@@ -37,4 +37,5 @@ private:
     QTcpServer m_listener;
     QSet<HttpConnection*> m_connections;
     QHash<QHostAddress, int> m_perAddress;
+    QSet<QHostAddress> m_turnedAway; // addresses over their cap since they were last under it
 };
