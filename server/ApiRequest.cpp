@@ -1,5 +1,6 @@
 #include "ApiRequest.h"
 
+#include "JsonBodyGuard.h"
 #include "ServerError.h"
 
 #include <QJsonDocument>
@@ -27,5 +28,7 @@ QJsonObject ApiRequest::jsonObject() const {
         throw ServerError::badRequest(u"Некорректный JSON: %1"_s.arg(error.errorString()));
     if (!document.isObject())
         throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
+    if (const QString problem = JsonBodyGuard::problemIn(body); !problem.isEmpty())
+        throw ServerError::badRequest(u"Некорректный JSON: %1"_s.arg(problem));
     return document.object();
 }
