@@ -1,8 +1,11 @@
 #include "SqliteStorage.h"
 
+#include "PrivateFiles.h"
 #include "ServerError.h"
 
 #include <QAtomicInt>
+#include <QFile>
+#include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
@@ -154,19 +157,41 @@ private:
 SqliteStorage::SqliteStorage(const QString& fileName) {
     static QAtomicInt counter;
     m_connectionName = u"vexo-storage-%1"_s.arg(counter.fetchAndAddRelaxed(1));
+    // The file exists, private, before SQLite opens it: SQLite then gives its journal files the
+    // same mode. A file an older version left readable to others is made private too.
+    const QStringList files{fileName, fileName + u"-wal"_s, fileName + u"-shm"_s, fileName + u"-journal"_s};
+    if (QFile database(fileName); !database.exists() && !database.open(QIODevice::WriteOnly, PrivateFiles::fileMode))
+        throw ServerError(ErrorKind::internal, u"Не удалось создать файл базы данных %1"_s.arg(fileName));
+    for (const QString& file : files) {
+        if (!PrivateFiles::protect(file))
+            throw ServerError(ErrorKind::internal, u"Не удалось закрыть доступ к %1"_s.arg(file));
+    }
     m_db = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_connectionName);
     m_db.setDatabaseName(fileName);
     m_db.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=5000"_s);
     if (!m_db.open())
         fail(m_db.lastError());
-    // WAL with synchronous=NORMAL: a committed write survives the process being killed at any moment.
+    // WAL with synchronous=FULL: the journal is synced to disk at every commit, so a write that
+    // was answered survives a power loss, not only the process being killed.
     for (const QString& pragma :
-         {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=NORMAL"_s, u"PRAGMA foreign_keys=ON"_s}) {
+         {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=FULL"_s, u"PRAGMA foreign_keys=ON"_s}) {
         QSqlQuery query(m_db);
         if (!query.exec(pragma))
             fail(query.lastError());
     }
     migrate();
+    for (const QString& file : files)
+        PrivateFiles::protect(file);
+}
+
+QString SqliteStorage::setting(const QString& pragma) {
+    static const QRegularExpression name(u"^[a-z_]+$"_s);
+    if (!name.match(pragma).hasMatch())
+        return QString();
+    QSqlQuery query(m_db);
+    if (!query.exec(u"PRAGMA "_s + pragma) || !query.next())
+        return QString();
+    return query.value(0).toString();
 }
 
 SqliteStorage::~SqliteStorage() {

@@ -6,8 +6,9 @@
 
 class QSqlQuery;
 
-// Storage on SQLite: WAL journal, foreign keys on, a versioned schema migrated at open. The SQL is
-// kept to what PostgreSQL also speaks, apart from the connection pragmas.
+// Storage on SQLite: WAL journal synced at every commit, foreign keys on, a versioned schema
+// migrated at open, files private to the service's user. The SQL is kept to what PostgreSQL also
+// speaks, apart from the connection pragmas.
 class SqliteStorage final : public Storage {
 public:
     // Opens (creating when needed) the database file and migrates it; throws ServerError on failure.
@@ -17,6 +18,8 @@ public:
     SqliteStorage& operator=(const SqliteStorage&) = delete;
 
     static int schemaVersion();
+    // The value of a connection setting (PRAGMA name), such as "synchronous" or "journal_mode".
+    QString setting(const QString& pragma);
 
     std::optional<StoredUser> userById(qint64 id) override;
     std::optional<StoredUser> userByTelegramId(const QString& telegramId) override;

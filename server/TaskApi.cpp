@@ -4,6 +4,7 @@
 #include "Envelopes.h"
 #include "JsonFields.h"
 #include "JsonWriter.h"
+#include "PrivateFiles.h"
 #include "Router.h"
 #include "Secrets.h"
 #include "ServerDate.h"
@@ -11,7 +12,6 @@
 
 #include <QFile>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
@@ -201,8 +201,7 @@ HttpReply TaskApi::uploadAttachment(ApiRequest& request) {
         throw ServerError::badRequest(u"Заголовок Content-Type: ожидается тип вида image/png"_s);
 
     const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-    QSaveFile file(m_context.attachmentPath(storedName));
-    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() || !file.commit())
+    if (!PrivateFiles::write(m_context.attachmentPath(storedName), request.body))
         throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
     const TaskAttachment attachment = m_context.storage.insertAttachment(
         taskId, filename, mimetype, request.body.size(), storedName, m_context.nowText());

@@ -1,5 +1,6 @@
 #include "VexoServer.h"
 
+#include "PrivateFiles.h"
 #include "Secrets.h"
 #include "ServerError.h"
 #include "ServerLog.h"
@@ -36,8 +37,8 @@ VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& data
     , m_auth(m_context)
     , m_account(m_context, m_tasks)
     , m_http(*this) {
-    m_context.dataDir.mkpath(u"attachments"_s);
-    m_context.dataDir.mkpath(u"avatars"_s);
+    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"attachments"_s));
+    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"avatars"_s));
     m_auth.registerRoutes(m_router);
     m_tasks.registerRoutes(m_router);
     m_folders.registerRoutes(m_router);
