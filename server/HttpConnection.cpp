@@ -100,14 +100,18 @@ bool HttpConnection::readHead() {
         refuse(head.status, head.message);
         return false;
     }
-    if (m_framing.upgrade && m_handler.upgrade(m_request, m_socket)) {
-        // The new owner reads the request itself, from the first byte.
-        m_socket->disconnect(this);
-        m_socket = nullptr;
-        m_state = State::closed;
-        m_timer.stop();
-        Q_EMIT finished();
-        return false;
+    if (m_framing.upgrade) {
+        m_socket->setParent(nullptr);
+        if (m_handler.upgrade(m_request, m_socket)) {
+            // The new owner reads the request itself, from its first byte.
+            m_socket->disconnect(this);
+            m_socket = nullptr;
+            m_state = State::closed;
+            m_timer.stop();
+            Q_EMIT finished();
+            return false;
+        }
+        m_socket->setParent(this);
     }
     m_socket->skip(end + 4);
 

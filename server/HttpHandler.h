@@ -24,8 +24,9 @@ public:
     virtual Admission admit(HttpRequest& request) = 0;
     // Called with the whole body of an admitted request.
     virtual HttpReply respond(HttpRequest& request) = 0;
-    // A request that asks to switch protocols, before its header is taken from the socket: true when
-    // the handler takes the socket over (it then reads the request itself).
+    // A request that asks to switch protocols ("Connection: Upgrade"), before any of it is taken from
+    // the socket. Returning true takes the socket over, with no parent: the handler then owns it and
+    // reads the request itself, from its first byte. It no longer counts against the connection caps.
     virtual bool upgrade(const HttpRequest& request, QTcpSocket* socket) {
         Q_UNUSED(request);
         Q_UNUSED(socket);

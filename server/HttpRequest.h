@@ -23,5 +23,5 @@ struct HttpRequest {
     QByteArray header(const QByteArray& name) const;
     bool hasHeader(const QByteArray& name) const;
     // The path of the target without its query.
-    QByteArray rawPath() const { return target.left(target.indexOf('?')); }
+    QByteArray rawPath() const;
 };

@@ -1,10 +1,37 @@
 #include "HttpProbe.h"
+#include "HttpServer.h"
 #include "LocalService.h"
 #include "Secrets.h"
 
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+QStringList g_logLines;
+
+void keepLogLine(QtMsgType, const QMessageLogContext& context, const QString& message) {
+    g_logLines << QString::fromLatin1(context.category) + u": "_s + message;
+}
+
+// Takes over requests to /events, as a WebSocket server would; answers everything else with {}.
+class UpgradeTaker final : public HttpHandler {
+public:
+    Admission admit(HttpRequest&) override { return {std::nullopt, 0}; }
+    HttpReply respond(HttpRequest&) override { return HttpReply::json("{}"); }
+    bool upgrade(const HttpRequest& request, QTcpSocket* socket) override {
+        if (request.rawPath() != "/events")
+            return false;
+        taken.reset(socket);
+        return true;
+    }
+    std::unique_ptr<QTcpSocket> taken;
+};
+
+} // namespace
 
 // The connection layer under attack over loopback: bodies it must refuse before reading them,
 // clients that trickle or fall silent, more connections than one address may hold, oversized
@@ -335,6 +362,52 @@ private Q_SLOTS:
         QCOMPARE(second->body, QByteArray("{\"folders\":[]}"));
         QCOMPARE(third->status, 404);
         QVERIFY(!connection.isClosed());
+    }
+
+    // The hand-over for a protocol switch leaves the whole request in the socket for its new owner.
+    void upgradeHandsOverTheUntouchedRequest() {
+        UpgradeTaker taker;
+        HttpServer server(taker);
+        const quint16 port = server.listen(QHostAddress::LocalHost, 0);
+        QVERIFY(port != 0);
+
+        RawConnection plain(port);
+        plain.send("GET /other HTTP/1.1\r\nHost: a\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n\r\n");
+        const auto answer = plain.nextAnswer(10'000);
+        QVERIFY(answer);
+        QCOMPARE(answer->body, QByteArray("{}"));
+
+        const QByteArray request = "GET /events HTTP/1.1\r\nHost: a\r\nConnection: keep-alive, Upgrade\r\n"
+                                   "Upgrade: websocket\r\nSec-WebSocket-Version: 13\r\n\r\n\x81\x80";
+        RawConnection events(port);
+        events.send(request);
+        QVERIFY(events.waitFor([&] { return taker.taken && taker.taken->bytesAvailable() >= request.size(); }, 10'000));
+        QCOMPARE(taker.taken->readAll(), request);
+        QCOMPARE(server.connectionCount(), 1);
+        QVERIFY(events.received().isEmpty());
+    }
+
+    // One line per request, with the path but neither the query (file names) nor any header (tokens, keys).
+    void accessLogKeepsSecretsOut() {
+        QLoggingCategory::setFilterRules(u"vexo.*=true"_s);
+        g_logLines.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(keepLogLine);
+        RawConnection connection(m_service->port());
+        connection.send(request("GET", "/api/tasks?archived=false&folderId=77") +
+                        request("POST", "/api/external/tasks", "{\"title\":\"x\"}", "X-Api-Key: secret-api-key\r\n") +
+                        "GET /api/folders HTTP/9.9\r\nHost: a\r\n" + auth() + "\r\n");
+        const bool answered = connection.waitForClose(10'000);
+        qInstallMessageHandler(previous);
+        QVERIFY(answered);
+        QStringList access = g_logLines.filter(u"vexo.access: "_s);
+        access.replaceInStrings(QRegularExpression(u" \\d+ ms$"_s), QString());
+        QCOMPARE(access, (QStringList{u"vexo.access: GET /api/tasks 200"_s,
+                                      u"vexo.access: POST /api/external/tasks 401"_s, u"vexo.access: - - 505"_s}));
+        for (const QString& line : std::as_const(g_logLines)) {
+            QVERIFY2(!line.contains(QString::fromUtf8(m_token)) && !line.contains(u"secret-api-key"_s) &&
+                         !line.contains(u"folderId"_s),
+                     qPrintable(line));
+        }
     }
 
     void oldClientsAndHead() {
