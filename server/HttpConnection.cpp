@@ -1,5 +1,6 @@
 #include "HttpConnection.h"
 
+#include "HttpBatch.h"
 #include "ServerLog.h"
 
 #include <QTcpSocket>
@@ -17,10 +18,12 @@ constexpr qsizetype maxChunkLine = 1024;
 
 } // namespace
 
-HttpConnection::HttpConnection(QTcpSocket* socket, HttpHandler& handler, const HttpLimits& limits, QObject* parent)
+HttpConnection::HttpConnection(QTcpSocket* socket, HttpHandler& handler, HttpBatch& batch, const HttpLimits& limits,
+                               QObject* parent)
     : QObject(parent)
     , m_socket(socket)
     , m_handler(handler)
+    , m_batch(batch)
     , m_limits(limits)
     , m_peer(socket->peerAddress()) {
     m_socket->setParent(this);
@@ -57,6 +60,7 @@ void HttpConnection::process() {
         case State::lingering:
             m_socket->skip(m_socket->bytesAvailable());
             return;
+        case State::syncing:
         case State::writing:
         case State::closing:
         case State::closed:
@@ -245,14 +249,27 @@ bool HttpConnection::readChunks() {
 }
 
 void HttpConnection::respond() {
+    m_timer.stop();
     HttpReply reply;
+    bool wait = false;
     try {
         reply = m_handler.respond(m_request);
+        wait = m_handler.needsSync();
     } catch (const std::exception& error) {
         qCWarning(lcServer) << "answering a request failed:" << error.what();
         reply = HttpReply::error(500, u"Внутренняя ошибка сервера"_s);
     }
-    answer(reply, !m_framing.keepAlive, false);
+    if (!wait) {
+        answer(reply, !m_framing.keepAlive, false);
+        return;
+    }
+    m_state = State::syncing;
+    m_batch.defer(this, [this, reply = std::move(reply)] {
+        if (m_state != State::syncing)
+            return; // the client left meanwhile
+        answer(reply, !m_framing.keepAlive, false);
+        process();
+    });
 }
 
 void HttpConnection::answer(const HttpReply& reply, bool close, bool linger) {
@@ -318,6 +335,8 @@ void HttpConnection::onBytesWritten() {
 
 void HttpConnection::onTimeout() {
     switch (m_state) {
+    case State::syncing:
+        break;
     case State::idle:
     case State::writing:
     case State::lingering:

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QTimer>
 
+class HttpBatch;
 class QTcpSocket;
 
 // One client connection speaking HTTP/1.1: reads each request incrementally within the limits,
@@ -18,7 +19,8 @@ class HttpConnection final : public QObject {
     Q_OBJECT
 
 public:
-    HttpConnection(QTcpSocket* socket, HttpHandler& handler, const HttpLimits& limits, QObject* parent = nullptr);
+    HttpConnection(QTcpSocket* socket, HttpHandler& handler, HttpBatch& batch, const HttpLimits& limits,
+                   QObject* parent = nullptr);
     ~HttpConnection() override;
 
     QHostAddress peer() const { return m_peer; }
@@ -32,6 +34,7 @@ private:
         idle,      // between requests, nothing of the next one read yet
         head,      // reading a request line and header fields
         body,      // reading a body
+        syncing,   // an answer waits for what it reports to be durable
         writing,   // an answer is waiting to be taken before the next request is read
         lingering, // answered and closing, dropping what the client still sends
         closing,   // answered and closing
@@ -55,6 +58,7 @@ private:
 
     QTcpSocket* m_socket;
     HttpHandler& m_handler;
+    HttpBatch& m_batch;
     const HttpLimits m_limits;
     QHostAddress m_peer;
     QTimer m_timer;

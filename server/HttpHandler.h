@@ -24,6 +24,10 @@ public:
     virtual Admission admit(HttpRequest& request) = 0;
     // Called with the whole body of an admitted request.
     virtual HttpReply respond(HttpRequest& request) = 0;
+    // True when answers given so far report something that is not durable yet: they then wait for
+    // sync(), called once for all the answers that became ready together.
+    virtual bool needsSync() { return false; }
+    virtual void sync() {}
     // A request that asks to switch protocols ("Connection: Upgrade"), before any of it is taken from
     // the socket. Returning true takes the socket over, with no parent: the handler then owns it and
     // reads the request itself, from its first byte. It no longer counts against the connection caps.

@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 
 HttpServer::HttpServer(HttpHandler& handler, QObject* parent)
     : QObject(parent)
-    , m_handler(handler) {
+    , m_handler(handler)
+    , m_batch(handler) {
     connect(&m_listener, &QTcpServer::newConnection, this, &HttpServer::accept);
 }
 
@@ -45,7 +46,7 @@ void HttpServer::accept() {
             continue;
         }
         ++fromAddress;
-        auto* connection = new HttpConnection(socket, m_handler, m_limits, this);
+        auto* connection = new HttpConnection(socket, m_handler, m_batch, m_limits, this);
         m_connections.insert(connection);
         connect(connection, &HttpConnection::finished, this, [this, connection] { forget(connection); });
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HttpBatch.h"
 #include "HttpHandler.h"
 #include "HttpLimits.h"
 
@@ -33,6 +34,7 @@ private:
     void forget(HttpConnection* connection);
 
     HttpHandler& m_handler;
+    HttpBatch m_batch;
     HttpLimits m_limits;
     QTcpServer m_listener;
     QSet<HttpConnection*> m_connections;

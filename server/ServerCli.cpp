@@ -107,6 +107,8 @@ int ServerCli::run(const QStringList& arguments) {
 
     try {
         SystemClock clock;
+        // Closing the storage makes its writes durable; that happens before the buffered output
+        // (a new key, a task id) reaches the terminal.
         SqliteStorage storage(QDir(dataDir).filePath(u"vexo.db"_s));
         ServerContext context{storage, clock, QDir(dataDir)};
         PrivateFiles::makeFolder(context.dataDir.filePath(u"attachments"_s));
@@ -143,6 +145,7 @@ int ServerCli::run(const QStringList& arguments) {
             if (option(parsed, u"--demo"_s)) {
                 const qint64 userId = DemoData::ensure(context);
                 m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";
+                storage.makeWritesDurable();
             }
             const quint16 bound = server.listen(address, quint16(port));
             if (bound == 0) {

@@ -2,6 +2,7 @@
 
 #include "PrivateFiles.h"
 #include "ServerError.h"
+#include "ServerLog.h"
 
 #include <QAtomicInt>
 #include <QFile>
@@ -9,6 +10,11 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -134,8 +140,9 @@ TaskAttachment attachmentFrom(const QSqlQuery& query) {
 // Commits when told to, rolls back when left by an exception.
 class SqliteStorage::Transaction final {
 public:
-    explicit Transaction(QSqlDatabase& db)
-        : m_db(db) {
+    Transaction(QSqlDatabase& db, bool& undurable)
+        : m_db(db)
+        , m_undurable(undurable) {
         if (!m_db.transaction())
             fail(m_db.lastError());
     }
@@ -147,10 +154,12 @@ public:
         if (!m_db.commit())
             fail(m_db.lastError());
         m_done = true;
+        m_undurable = true;
     }
 
 private:
     QSqlDatabase& m_db;
+    bool& m_undurable;
     bool m_done = false;
 };
 
@@ -171,15 +180,22 @@ SqliteStorage::SqliteStorage(const QString& fileName) {
     m_db.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=5000"_s);
     if (!m_db.open())
         fail(m_db.lastError());
-    // WAL with synchronous=FULL: the journal is synced to disk at every commit, so a write that
-    // was answered survives a power loss, not only the process being killed.
-    for (const QString& pragma :
-         {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=FULL"_s, u"PRAGMA foreign_keys=ON"_s}) {
+    // In WAL mode commits are not synced one by one (synchronous=NORMAL): makeWritesDurable()
+    // flushes the journal once for a group of them, before their answers go out, so that a write
+    // that was answered survives a power loss, not only the process being killed. Where WAL is not
+    // available every commit is synced (FULL).
+    for (const QString& pragma : {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA foreign_keys=ON"_s}) {
         QSqlQuery query(m_db);
         if (!query.exec(pragma))
             fail(query.lastError());
     }
+    m_fileName = fileName;
+    m_groupedSync = setting(u"journal_mode"_s) == u"wal";
+    if (QSqlQuery query(m_db);
+        !query.exec(m_groupedSync ? u"PRAGMA synchronous=NORMAL"_s : u"PRAGMA synchronous=FULL"_s))
+        fail(query.lastError());
     migrate();
+    makeWritesDurable();
     for (const QString& file : files)
         PrivateFiles::protect(file);
 }
@@ -195,6 +211,7 @@ QString SqliteStorage::setting(const QString& pragma) {
 }
 
 SqliteStorage::~SqliteStorage() {
+    makeWritesDurable();
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
@@ -214,6 +231,21 @@ QSqlQuery SqliteStorage::prepare(const QString& sql) {
 void SqliteStorage::execute(QSqlQuery& query) {
     if (!query.exec())
         fail(query.lastError());
+    if (!query.isSelect())
+        m_undurable = true;
+}
+
+void SqliteStorage::makeWritesDurable() {
+    if (!m_undurable || !m_groupedSync)
+        return;
+    // One flush of the journal makes every commit before it durable: what synchronous=FULL does
+    // at each commit, done once for all the commits whose answers are waiting.
+    const int fd = ::open(QFile::encodeName(m_fileName + u"-wal"_s).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 || ::fdatasync(fd) != 0)
+        qCCritical(lcServer) << "the journal could not be flushed to disk:" << std::strerror(errno);
+    if (fd >= 0)
+        ::close(fd);
+    m_undurable = false;
 }
 
 void SqliteStorage::migrate() {
@@ -228,7 +260,7 @@ void SqliteStorage::migrate() {
         throw ServerError(ErrorKind::internal,
                           u"База данных создана более новой версией сервера (схема %1)"_s.arg(version));
     for (; version < schemaVersion(); ++version) {
-        Transaction transaction(m_db);
+        Transaction transaction(m_db, m_undurable);
         for (const QString& statement : migrations[version]) {
             QSqlQuery query(m_db);
             if (!query.exec(statement))
@@ -271,7 +303,7 @@ std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey) {
 }
 
 StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     QSqlQuery insert = prepare(u"INSERT INTO users (telegram_id, username, first_name, last_name, avatar_name,"
                                u" is_admin, created_at) VALUES (?, ?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(user.telegramId);
@@ -299,7 +331,7 @@ void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName) {
 }
 
 void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     if (revokeOthers) {
         QSqlQuery revoke = prepare(u"DELETE FROM login_keys WHERE user_id = ?"_s);
         revoke.addBindValue(userId);
@@ -368,7 +400,7 @@ std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId) {
 }
 
 VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     QSqlQuery insert = prepare(u"INSERT INTO tasks (user_id, folder_id, title, description, deadline, priority, status,"
                                u" archived, created_at, updated_at, source, sent_to_bot)"
                                u" VALUES (?, ?, ?, ?, ?, ?, 'pending', 0, ?, ?, ?, ?)"_s);
@@ -392,7 +424,7 @@ VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool send
 
 std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
                                                   const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     QStringList assignments{u"updated_at = ?"_s};
     QVariantList values{now};
     if (changes.title) {
@@ -444,7 +476,7 @@ bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now
 }
 
 std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     QSqlQuery files = prepare(u"SELECT a.stored_name FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE t.id = ? AND t.user_id = ?"_s);
     files.addBindValue(taskId);
@@ -474,7 +506,7 @@ void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& te
 }
 
 bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     QSqlQuery update = prepare(u"UPDATE tasks SET sent_to_bot = 1, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
     update.addBindValue(taskId);
@@ -533,7 +565,7 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
 }
 
 bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_undurable);
     // Explicit rather than relying on ON DELETE SET NULL, so the tasks' updated_at moves too.
     QSqlQuery release = prepare(u"UPDATE tasks SET folder_id = NULL WHERE folder_id = ? AND user_id = ?"_s);
     release.addBindValue(folderId);

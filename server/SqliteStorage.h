@@ -6,7 +6,7 @@
 
 class QSqlQuery;
 
-// Storage on SQLite: WAL journal synced at every commit, foreign keys on, a versioned schema
+// Storage on SQLite: WAL journal synced for groups of commits, foreign keys on, a versioned schema
 // migrated at open, files private to the service's user. The SQL is kept to what PostgreSQL also
 // speaks, apart from the connection pragmas.
 class SqliteStorage final : public Storage {
@@ -20,6 +20,9 @@ public:
     static int schemaVersion();
     // The value of a connection setting (PRAGMA name), such as "synchronous" or "journal_mode".
     QString setting(const QString& pragma);
+
+    bool hasUndurableWrites() const override { return m_groupedSync && m_undurable; }
+    void makeWritesDurable() override;
 
     std::optional<StoredUser> userById(qint64 id) override;
     std::optional<StoredUser> userByTelegramId(const QString& telegramId) override;
@@ -76,5 +79,8 @@ private:
                                     const QString& fromDay, const QString& toDay);
 
     QString m_connectionName;
+    QString m_fileName;
     QSqlDatabase m_db;
+    bool m_groupedSync = false; // commits are synced in groups by makeWritesDurable()
+    bool m_undurable = false;   // something was written since the last sync
 };

@@ -121,4 +121,10 @@ public:
     virtual QList<AdminUser> adminUsers() = 0;
 
     virtual QList<OutboxEntry> outbox() = 0;
+
+    // Writes may become durable in groups: whoever reports a write as done (an HTTP answer, a
+    // printed id) first calls makeWritesDurable(), which returns once every commit so far would
+    // survive a power loss. Storage whose every commit is durable keeps the defaults.
+    virtual bool hasUndurableWrites() const { return false; }
+    virtual void makeWritesDurable() {}
 };

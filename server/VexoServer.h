@@ -37,6 +37,8 @@ private:
 
     Admission admit(HttpRequest& request) override;
     HttpReply respond(HttpRequest& request) override;
+    bool needsSync() override { return m_context.storage.hasUndurableWrites(); }
+    void sync() override { m_context.storage.makeWritesDurable(); }
 
     ServerContext m_context;
     Router m_router;

@@ -201,17 +201,31 @@ private Q_SLOTS:
         QVERIFY(modes.join(u' ').contains(u"vexo.db-wal 600"_s));
     }
 
-    // Each answered write waits for the journal to reach the disk, so a power loss cannot take it.
+    // An answer that reports a write waits until the journal holding it is flushed to disk, so a
+    // power loss cannot take back what was answered.
     void answeredWritesAreSyncedToDisk() {
         LocalService service;
+        auto& storage = dynamic_cast<SqliteStorage&>(service.storage());
+        QCOMPARE(storage.setting(u"journal_mode"_s), u"wal"_s);
         const QString key = service.addUser(u"9"_s);
+        QVERIFY(storage.hasUndurableWrites());
         MemoryStore store;
         APIService api(service.baseUrl(), m_network, store);
         store.setText(u"vexo_token"_s, await(api.verifyKey(key)).token);
-        await(api.createTask(u"t"_s, TaskPriority::low, {}, {}));
-        auto& storage = dynamic_cast<SqliteStorage&>(service.storage());
-        QCOMPARE(storage.setting(u"journal_mode"_s), u"wal"_s);
-        QCOMPARE(storage.setting(u"synchronous"_s), u"2"_s); // FULL
+        QVERIFY(!storage.hasUndurableWrites());
+        for (int i = 0; i < 3; ++i) {
+            const qint64 id = await(api.createTask(u"t"_s, TaskPriority::low, {}, {})).task.id;
+            QVERIFY(!storage.hasUndurableWrites());
+            await(api.updateTask(id, TaskUpdate{u"u"_s, {}, {}, {}, {}, {}}));
+            QVERIFY(!storage.hasUndurableWrites());
+            await(api.deleteTask(id));
+            QVERIFY(!storage.hasUndurableWrites());
+        }
+        // A write outside any transaction counts too, and any answer waits for what came before it.
+        storage.setApiKey(service.userId(u"9"_s), u"k"_s);
+        QVERIFY(storage.hasUndurableWrites());
+        await(api.fetchFolders());
+        QVERIFY(!storage.hasUndurableWrites());
     }
 
     void acknowledgedWriteSurvivesKillNine() {
