@@ -3,6 +3,7 @@
 #include "HttpReply.h"
 #include "HttpRequest.h"
 
+#include <functional>
 #include <optional>
 
 class QTcpSocket;
@@ -24,10 +25,11 @@ public:
     virtual Admission admit(HttpRequest& request) = 0;
     // Called with the whole body of an admitted request.
     virtual HttpReply respond(HttpRequest& request) = 0;
-    // True when answers given so far report something that is not durable yet: they then wait for
-    // sync(), called once for all the answers that became ready together.
+    // True when answers given so far report something that is not durable yet. They then wait
+    // until the work syncWork() returns has run (on a worker thread, while other requests are
+    // served); one run serves every answer that was waiting when it started.
     virtual bool needsSync() { return false; }
-    virtual void sync() {}
+    virtual std::function<void()> syncWork() { return {}; }
     // A request that asks to switch protocols ("Connection: Upgrade"), before any of it is taken from
     // the socket. Returning true takes the socket over, with no parent: the handler then owns it and
     // reads the request itself, from its first byte. It no longer counts against the connection caps.

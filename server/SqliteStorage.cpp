@@ -140,9 +140,9 @@ TaskAttachment attachmentFrom(const QSqlQuery& query) {
 // Commits when told to, rolls back when left by an exception.
 class SqliteStorage::Transaction final {
 public:
-    Transaction(QSqlDatabase& db, bool& undurable)
+    Transaction(QSqlDatabase& db, qint64& written)
         : m_db(db)
-        , m_undurable(undurable) {
+        , m_written(written) {
         if (!m_db.transaction())
             fail(m_db.lastError());
     }
@@ -154,12 +154,12 @@ public:
         if (!m_db.commit())
             fail(m_db.lastError());
         m_done = true;
-        m_undurable = true;
+        ++m_written;
     }
 
 private:
     QSqlDatabase& m_db;
-    bool& m_undurable;
+    qint64& m_written;
     bool m_done = false;
 };
 
@@ -232,20 +232,31 @@ void SqliteStorage::execute(QSqlQuery& query) {
     if (!query.exec())
         fail(query.lastError());
     if (!query.isSelect())
-        m_undurable = true;
+        ++m_written;
 }
 
-void SqliteStorage::makeWritesDurable() {
-    if (!m_undurable || !m_groupedSync)
-        return;
+bool SqliteStorage::hasUndurableWrites() const {
+    return m_groupedSync && m_durable->load() < m_written;
+}
+
+std::function<void()> SqliteStorage::durabilityWork() {
+    if (!hasUndurableWrites())
+        return {};
     // One flush of the journal makes every commit before it durable: what synchronous=FULL does
-    // at each commit, done once for all the commits whose answers are waiting.
-    const int fd = ::open(QFile::encodeName(m_fileName + u"-wal"_s).constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0 || ::fdatasync(fd) != 0)
-        qCCritical(lcServer) << "the journal could not be flushed to disk:" << std::strerror(errno);
-    if (fd >= 0)
-        ::close(fd);
-    m_undurable = false;
+    // at each commit, done once for all the commits whose answers are waiting. It needs nothing
+    // of the connection, so it can run beside new commits on another thread.
+    return [journal = QFile::encodeName(m_fileName + u"-wal"_s), written = m_written, durable = m_durable] {
+        const int fd = ::open(journal.constData(), O_RDONLY | O_CLOEXEC);
+        const bool synced = fd >= 0 && ::fdatasync(fd) == 0;
+        if (!synced)
+            qCCritical(lcServer) << "the journal could not be flushed to disk:" << std::strerror(errno);
+        if (fd >= 0)
+            ::close(fd);
+        if (!synced)
+            return;
+        for (qint64 known = durable->load(); known < written && !durable->compare_exchange_weak(known, written);) {
+        }
+    };
 }
 
 void SqliteStorage::migrate() {
@@ -260,7 +271,7 @@ void SqliteStorage::migrate() {
         throw ServerError(ErrorKind::internal,
                           u"База данных создана более новой версией сервера (схема %1)"_s.arg(version));
     for (; version < schemaVersion(); ++version) {
-        Transaction transaction(m_db, m_undurable);
+        Transaction transaction(m_db, m_written);
         for (const QString& statement : migrations[version]) {
             QSqlQuery query(m_db);
             if (!query.exec(statement))
@@ -303,7 +314,7 @@ std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey) {
 }
 
 StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     QSqlQuery insert = prepare(u"INSERT INTO users (telegram_id, username, first_name, last_name, avatar_name,"
                                u" is_admin, created_at) VALUES (?, ?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(user.telegramId);
@@ -331,7 +342,7 @@ void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName) {
 }
 
 void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     if (revokeOthers) {
         QSqlQuery revoke = prepare(u"DELETE FROM login_keys WHERE user_id = ?"_s);
         revoke.addBindValue(userId);
@@ -400,7 +411,7 @@ std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId) {
 }
 
 VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     QSqlQuery insert = prepare(u"INSERT INTO tasks (user_id, folder_id, title, description, deadline, priority, status,"
                                u" archived, created_at, updated_at, source, sent_to_bot)"
                                u" VALUES (?, ?, ?, ?, ?, ?, 'pending', 0, ?, ?, ?, ?)"_s);
@@ -424,7 +435,7 @@ VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool send
 
 std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
                                                   const QString& now) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     QStringList assignments{u"updated_at = ?"_s};
     QVariantList values{now};
     if (changes.title) {
@@ -476,7 +487,7 @@ bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now
 }
 
 std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     QSqlQuery files = prepare(u"SELECT a.stored_name FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE t.id = ? AND t.user_id = ?"_s);
     files.addBindValue(taskId);
@@ -506,7 +517,7 @@ void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& te
 }
 
 bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     QSqlQuery update = prepare(u"UPDATE tasks SET sent_to_bot = 1, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
     update.addBindValue(taskId);
@@ -565,7 +576,7 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
 }
 
 bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
-    Transaction transaction(m_db, m_undurable);
+    Transaction transaction(m_db, m_written);
     // Explicit rather than relying on ON DELETE SET NULL, so the tasks' updated_at moves too.
     QSqlQuery release = prepare(u"UPDATE tasks SET folder_id = NULL WHERE folder_id = ? AND user_id = ?"_s);
     release.addBindValue(folderId);

@@ -4,6 +4,9 @@
 
 #include <QSqlDatabase>
 
+#include <atomic>
+#include <memory>
+
 class QSqlQuery;
 
 // Storage on SQLite: WAL journal synced for groups of commits, foreign keys on, a versioned schema
@@ -21,8 +24,8 @@ public:
     // The value of a connection setting (PRAGMA name), such as "synchronous" or "journal_mode".
     QString setting(const QString& pragma);
 
-    bool hasUndurableWrites() const override { return m_groupedSync && m_undurable; }
-    void makeWritesDurable() override;
+    bool hasUndurableWrites() const override;
+    std::function<void()> durabilityWork() override;
 
     std::optional<StoredUser> userById(qint64 id) override;
     std::optional<StoredUser> userByTelegramId(const QString& telegramId) override;
@@ -81,6 +84,8 @@ private:
     QString m_connectionName;
     QString m_fileName;
     QSqlDatabase m_db;
-    bool m_groupedSync = false; // commits are synced in groups by makeWritesDurable()
-    bool m_undurable = false;   // something was written since the last sync
+    bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
+    qint64 m_written = 0;       // writes so far
+    // How many of them are known to be on disk; shared with syncs still running.
+    std::shared_ptr<std::atomic<qint64>> m_durable = std::make_shared<std::atomic<qint64>>(0);
 };

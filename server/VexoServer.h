@@ -38,7 +38,7 @@ private:
     Admission admit(HttpRequest& request) override;
     HttpReply respond(HttpRequest& request) override;
     bool needsSync() override { return m_context.storage.hasUndurableWrites(); }
-    void sync() override { m_context.storage.makeWritesDurable(); }
+    std::function<void()> syncWork() override { return m_context.storage.durabilityWork(); }
 
     ServerContext m_context;
     Router m_router;
