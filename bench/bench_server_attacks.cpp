@@ -214,6 +214,9 @@ int main(int argc, char** argv) {
     QTemporaryDir dir;
     QProcess server;
     server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"QT_LOGGING_RULES"_s, u"vexo.access=false"_s);
+    server.setProcessEnvironment(environment);
     // A second argument runs another build of the server, to compare.
     server.start(argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral(VEXO_SERVER_BINARY),
                  {u"serve"_s, u"--listen"_s, u"127.0.0.1:0"_s, u"--data"_s, dir.path()});
