@@ -24,6 +24,8 @@ HttpServer::~HttpServer() {
 }
 
 quint16 HttpServer::listen(const QHostAddress& address, quint16 port) {
+    // Qt's default queue of 50 makes a burst of new clients wait for SYN retries, a second or more.
+    m_listener.setListenBacklogSize(m_limits.maxConnections);
     if (!m_listener.listen(address, port))
         return 0;
     return m_listener.serverPort();
