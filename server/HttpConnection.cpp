@@ -146,8 +146,9 @@ bool HttpConnection::readHead() {
     m_remaining = m_framing.chunked ? 0 : m_framing.contentLength;
     m_chunkPart = ChunkPart::size;
     m_trailerBytes = 0;
+    // Room grows with what arrives: a declared length alone takes no memory beyond the first MB.
     if (!m_framing.chunked)
-        m_request.body.reserve(m_framing.contentLength);
+        m_request.body.reserve(qMin<qint64>(m_framing.contentLength, 1 << 20));
     m_timer.start(m_limits.bodyTimeoutMs);
     return true;
 }
