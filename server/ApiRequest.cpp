@@ -1,6 +1,6 @@
 #include "ApiRequest.h"
 
-#include "JsonWriter.h"
+#include "JsonBodyGuard.h"
 #include "ServerError.h"
 
 #include <QJsonDocument>
@@ -28,20 +28,7 @@ QJsonObject ApiRequest::jsonObject() const {
         throw ServerError::badRequest(u"Некорректный JSON: %1"_s.arg(error.errorString()));
     if (!document.isObject())
         throw ServerError::badRequest(u"Тело запроса должно быть JSON-объектом"_s);
+    if (const QString problem = JsonBodyGuard::problemIn(body); !problem.isEmpty())
+        throw ServerError::badRequest(u"Некорректный JSON: %1"_s.arg(problem));
     return document.object();
-}
-
-HttpReply HttpReply::json(QByteArray body, int status) {
-    HttpReply reply;
-    reply.status = status;
-    reply.body = std::move(body);
-    return reply;
-}
-
-HttpReply HttpReply::error(int status, const QString& message) {
-    JsonWriter writer;
-    writer.beginObject();
-    writer.field("error", message);
-    writer.endObject();
-    return json(writer.take(), status);
 }

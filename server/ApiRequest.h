@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HttpReply.h"
 #include "Storage.h"
 
 #include <QByteArray>
@@ -32,12 +33,3 @@ struct ApiRequest {
     QJsonObject jsonObject() const;
 };
 
-struct HttpReply {
-    int status = 200;
-    QByteArray contentType = "application/json";
-    QByteArray body;
-    QList<QPair<QByteArray, QByteArray>> headers;
-
-    static HttpReply json(QByteArray body, int status = 200);
-    static HttpReply error(int status, const QString& message);
-};

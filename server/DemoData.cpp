@@ -1,10 +1,10 @@
 #include "DemoData.h"
 
+#include "PrivateFiles.h"
 #include "Secrets.h"
 
 #include <QBuffer>
 #include <QImage>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -132,9 +132,7 @@ QByteArray gradientPng(int width, int height, QRgb from, QRgb to) {
 }
 
 QString store(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size())
-        file.commit();
+    PrivateFiles::write(path, bytes);
     return path;
 }
 

@@ -22,7 +22,20 @@ std::optional<QString> normalizeDeadline(const QString& text) {
     const auto moment = parseServerDate(text);
     if (!moment)
         return std::nullopt;
-    return moment->toUTC().toString(Qt::ISODateWithMs);
+    // An offset can carry a moment out of the years 1 to 9999, which the answer form cannot write.
+    const QString normalized = moment->toUTC().toString(Qt::ISODateWithMs);
+    if (normalized.isEmpty() || parseServerDate(normalized) != moment)
+        return std::nullopt;
+    return normalized;
+}
+
+qsizetype codePointCount(const QString& text) {
+    qsizetype count = text.size();
+    for (QChar c : text) {
+        if (c.isLowSurrogate())
+            --count;
+    }
+    return count;
 }
 
 QString JsonFields::requiredString(const QString& key) const {
@@ -47,7 +60,7 @@ QString JsonFields::requiredTitle(const QString& key, int maxLength) const {
     const QString text = requiredString(key).trimmed();
     if (text.isEmpty())
         invalid(key, u"не может быть пустым"_s);
-    if (text.size() > maxLength)
+    if (codePointCount(text) > maxLength)
         invalid(key, u"не длиннее %1 символов"_s.arg(maxLength));
     return text;
 }

@@ -21,7 +21,7 @@ public:
     QString requiredString(const QString& key) const;
     // Absent or null: empty.
     std::optional<QString> optionalString(const QString& key) const;
-    // Required, not blank after trimming, at most maxLength characters; returned trimmed.
+    // Required, not blank after trimming, at most maxLength characters (code points); returned trimmed.
     QString requiredTitle(const QString& key, int maxLength) const;
     std::optional<qint64> optionalId(const QString& key) const;
     bool requiredBool(const QString& key) const;
@@ -38,3 +38,6 @@ private:
 // The accepted deadline forms: ISO 8601 with or without fractional seconds, Z or an offset, or
 // "yyyy-MM-dd HH:mm:ss" read as UTC. Answered as ISO 8601 with milliseconds in UTC.
 std::optional<QString> normalizeDeadline(const QString& text);
+
+// Characters as a person counts them: an emoji outside the Basic Multilingual Plane is one.
+qsizetype codePointCount(const QString& text);

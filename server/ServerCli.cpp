@@ -1,6 +1,7 @@
 #include "ServerCli.h"
 
 #include "DemoData.h"
+#include "PrivateFiles.h"
 #include "Secrets.h"
 #include "ServerError.h"
 #include "SqliteStorage.h"
@@ -99,17 +100,19 @@ int ServerCli::run(const QStringList& arguments) {
         return usage(QString());
     const QString command = parsed.words.join(u' ');
     const QString dataDir = option(parsed, u"--data"_s).value_or(defaultDataDir());
-    if (!QDir().mkpath(dataDir)) {
+    if (!PrivateFiles::makeFolder(dataDir)) {
         m_err << "Не удалось создать каталог данных " << dataDir << "\n";
         return 1;
     }
 
     try {
         SystemClock clock;
+        // Closing the storage makes its writes durable; that happens before the buffered output
+        // (a new key, a task id) reaches the terminal.
         SqliteStorage storage(QDir(dataDir).filePath(u"vexo.db"_s));
         ServerContext context{storage, clock, QDir(dataDir)};
-        context.dataDir.mkpath(u"attachments"_s);
-        context.dataDir.mkpath(u"avatars"_s);
+        PrivateFiles::makeFolder(context.dataDir.filePath(u"attachments"_s));
+        PrivateFiles::makeFolder(context.dataDir.filePath(u"avatars"_s));
 
         const auto requireUser = [&](const QString& telegramId) {
             const auto user = storage.userByTelegramId(telegramId);
@@ -142,6 +145,7 @@ int ServerCli::run(const QStringList& arguments) {
             if (option(parsed, u"--demo"_s)) {
                 const qint64 userId = DemoData::ensure(context);
                 m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";
+                storage.makeWritesDurable();
             }
             const quint16 bound = server.listen(address, quint16(port));
             if (bound == 0) {
@@ -175,8 +179,7 @@ int ServerCli::run(const QStringList& arguments) {
                     throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(*avatar));
                 const QString suffix = QFileInfo(*avatar).suffix().toLower();
                 person.avatarName = Secrets::randomUrlSafe(16) + u'.' + (suffix.isEmpty() ? u"png"_s : suffix);
-                QFile target(context.avatarPath(*person.avatarName));
-                if (!target.open(QIODevice::WriteOnly) || target.write(file.readAll()) < 0)
+                if (!PrivateFiles::write(context.avatarPath(*person.avatarName), file.readAll()))
                     throw ServerError(ErrorKind::internal, u"Не удалось сохранить аватар"_s);
             }
             const StoredUser user = storage.createUser(person, context.nowText());
@@ -211,8 +214,7 @@ int ServerCli::run(const QStringList& arguments) {
                 throw ServerError::notFound(u"Задача %1 не найдена"_s.arg(taskId));
             const QByteArray bytes = file.readAll();
             const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-            QFile target(context.attachmentPath(storedName));
-            if (!target.open(QIODevice::WriteOnly) || target.write(bytes) != bytes.size())
+            if (!PrivateFiles::write(context.attachmentPath(storedName), bytes))
                 throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
             const QString mime = QMimeDatabase().mimeTypeForFileNameAndData(path, bytes).name();
             const TaskAttachment attachment = storage.insertAttachment(taskId, QFileInfo(path).fileName(), mime,

@@ -1,11 +1,20 @@
 #include "SqliteStorage.h"
 
+#include "PrivateFiles.h"
 #include "ServerError.h"
+#include "ServerLog.h"
 
 #include <QAtomicInt>
+#include <QFile>
+#include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -131,8 +140,9 @@ TaskAttachment attachmentFrom(const QSqlQuery& query) {
 // Commits when told to, rolls back when left by an exception.
 class SqliteStorage::Transaction final {
 public:
-    explicit Transaction(QSqlDatabase& db)
-        : m_db(db) {
+    Transaction(QSqlDatabase& db, qint64& written)
+        : m_db(db)
+        , m_written(written) {
         if (!m_db.transaction())
             fail(m_db.lastError());
     }
@@ -144,32 +154,64 @@ public:
         if (!m_db.commit())
             fail(m_db.lastError());
         m_done = true;
+        ++m_written;
     }
 
 private:
     QSqlDatabase& m_db;
+    qint64& m_written;
     bool m_done = false;
 };
 
 SqliteStorage::SqliteStorage(const QString& fileName) {
     static QAtomicInt counter;
     m_connectionName = u"vexo-storage-%1"_s.arg(counter.fetchAndAddRelaxed(1));
+    // The file exists, private, before SQLite opens it: SQLite then gives its journal files the
+    // same mode. A file an older version left readable to others is made private too.
+    const QStringList files{fileName, fileName + u"-wal"_s, fileName + u"-shm"_s, fileName + u"-journal"_s};
+    if (QFile database(fileName); !database.exists() && !database.open(QIODevice::WriteOnly, PrivateFiles::fileMode))
+        throw ServerError(ErrorKind::internal, u"Не удалось создать файл базы данных %1"_s.arg(fileName));
+    for (const QString& file : files) {
+        if (!PrivateFiles::protect(file))
+            throw ServerError(ErrorKind::internal, u"Не удалось закрыть доступ к %1"_s.arg(file));
+    }
     m_db = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_connectionName);
     m_db.setDatabaseName(fileName);
     m_db.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=5000"_s);
     if (!m_db.open())
         fail(m_db.lastError());
-    // WAL with synchronous=NORMAL: a committed write survives the process being killed at any moment.
-    for (const QString& pragma :
-         {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA synchronous=NORMAL"_s, u"PRAGMA foreign_keys=ON"_s}) {
+    // In WAL mode commits are not synced one by one (synchronous=NORMAL): makeWritesDurable()
+    // flushes the journal once for a group of them, before their answers go out, so that a write
+    // that was answered survives a power loss, not only the process being killed. Where WAL is not
+    // available every commit is synced (FULL).
+    for (const QString& pragma : {u"PRAGMA journal_mode=WAL"_s, u"PRAGMA foreign_keys=ON"_s}) {
         QSqlQuery query(m_db);
         if (!query.exec(pragma))
             fail(query.lastError());
     }
+    m_fileName = fileName;
+    m_groupedSync = setting(u"journal_mode"_s) == u"wal";
+    if (QSqlQuery query(m_db);
+        !query.exec(m_groupedSync ? u"PRAGMA synchronous=NORMAL"_s : u"PRAGMA synchronous=FULL"_s))
+        fail(query.lastError());
     migrate();
+    makeWritesDurable();
+    for (const QString& file : files)
+        PrivateFiles::protect(file);
+}
+
+QString SqliteStorage::setting(const QString& pragma) {
+    static const QRegularExpression name(u"^[a-z_]+$"_s);
+    if (!name.match(pragma).hasMatch())
+        return QString();
+    QSqlQuery query(m_db);
+    if (!query.exec(u"PRAGMA "_s + pragma) || !query.next())
+        return QString();
+    return query.value(0).toString();
 }
 
 SqliteStorage::~SqliteStorage() {
+    makeWritesDurable();
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
@@ -189,6 +231,32 @@ QSqlQuery SqliteStorage::prepare(const QString& sql) {
 void SqliteStorage::execute(QSqlQuery& query) {
     if (!query.exec())
         fail(query.lastError());
+    if (!query.isSelect())
+        ++m_written;
+}
+
+bool SqliteStorage::hasUndurableWrites() const {
+    return m_groupedSync && m_durable->load() < m_written;
+}
+
+std::function<void()> SqliteStorage::durabilityWork() {
+    if (!hasUndurableWrites())
+        return {};
+    // One flush of the journal makes every commit before it durable: what synchronous=FULL does
+    // at each commit, done once for all the commits whose answers are waiting. It needs nothing
+    // of the connection, so it can run beside new commits on another thread.
+    return [journal = QFile::encodeName(m_fileName + u"-wal"_s), written = m_written, durable = m_durable] {
+        const int fd = ::open(journal.constData(), O_RDONLY | O_CLOEXEC);
+        const bool synced = fd >= 0 && ::fdatasync(fd) == 0;
+        if (!synced)
+            qCCritical(lcServer) << "the journal could not be flushed to disk:" << std::strerror(errno);
+        if (fd >= 0)
+            ::close(fd);
+        if (!synced)
+            return;
+        for (qint64 known = durable->load(); known < written && !durable->compare_exchange_weak(known, written);) {
+        }
+    };
 }
 
 void SqliteStorage::migrate() {
@@ -203,7 +271,7 @@ void SqliteStorage::migrate() {
         throw ServerError(ErrorKind::internal,
                           u"База данных создана более новой версией сервера (схема %1)"_s.arg(version));
     for (; version < schemaVersion(); ++version) {
-        Transaction transaction(m_db);
+        Transaction transaction(m_db, m_written);
         for (const QString& statement : migrations[version]) {
             QSqlQuery query(m_db);
             if (!query.exec(statement))
@@ -246,7 +314,7 @@ std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey) {
 }
 
 StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     QSqlQuery insert = prepare(u"INSERT INTO users (telegram_id, username, first_name, last_name, avatar_name,"
                                u" is_admin, created_at) VALUES (?, ?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(user.telegramId);
@@ -274,7 +342,7 @@ void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName) {
 }
 
 void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     if (revokeOthers) {
         QSqlQuery revoke = prepare(u"DELETE FROM login_keys WHERE user_id = ?"_s);
         revoke.addBindValue(userId);
@@ -343,7 +411,7 @@ std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId) {
 }
 
 VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     QSqlQuery insert = prepare(u"INSERT INTO tasks (user_id, folder_id, title, description, deadline, priority, status,"
                                u" archived, created_at, updated_at, source, sent_to_bot)"
                                u" VALUES (?, ?, ?, ?, ?, ?, 'pending', 0, ?, ?, ?, ?)"_s);
@@ -367,7 +435,7 @@ VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool send
 
 std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
                                                   const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     QStringList assignments{u"updated_at = ?"_s};
     QVariantList values{now};
     if (changes.title) {
@@ -419,7 +487,7 @@ bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now
 }
 
 std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     QSqlQuery files = prepare(u"SELECT a.stored_name FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE t.id = ? AND t.user_id = ?"_s);
     files.addBindValue(taskId);
@@ -449,7 +517,7 @@ void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& te
 }
 
 bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     QSqlQuery update = prepare(u"UPDATE tasks SET sent_to_bot = 1, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
     update.addBindValue(taskId);
@@ -508,7 +576,7 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
 }
 
 bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
-    Transaction transaction(m_db);
+    Transaction transaction(m_db, m_written);
     // Explicit rather than relying on ON DELETE SET NULL, so the tasks' updated_at moves too.
     QSqlQuery release = prepare(u"UPDATE tasks SET folder_id = NULL WHERE folder_id = ? AND user_id = ?"_s);
     release.addBindValue(folderId);

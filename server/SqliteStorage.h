@@ -4,10 +4,14 @@
 
 #include <QSqlDatabase>
 
+#include <atomic>
+#include <memory>
+
 class QSqlQuery;
 
-// Storage on SQLite: WAL journal, foreign keys on, a versioned schema migrated at open. The SQL is
-// kept to what PostgreSQL also speaks, apart from the connection pragmas.
+// Storage on SQLite: WAL journal synced for groups of commits, foreign keys on, a versioned schema
+// migrated at open, files private to the service's user. The SQL is kept to what PostgreSQL also
+// speaks, apart from the connection pragmas.
 class SqliteStorage final : public Storage {
 public:
     // Opens (creating when needed) the database file and migrates it; throws ServerError on failure.
@@ -17,6 +21,11 @@ public:
     SqliteStorage& operator=(const SqliteStorage&) = delete;
 
     static int schemaVersion();
+    // The value of a connection setting (PRAGMA name), such as "synchronous" or "journal_mode".
+    QString setting(const QString& pragma);
+
+    bool hasUndurableWrites() const override;
+    std::function<void()> durabilityWork() override;
 
     std::optional<StoredUser> userById(qint64 id) override;
     std::optional<StoredUser> userByTelegramId(const QString& telegramId) override;
@@ -73,5 +82,10 @@ private:
                                     const QString& fromDay, const QString& toDay);
 
     QString m_connectionName;
+    QString m_fileName;
     QSqlDatabase m_db;
+    bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
+    qint64 m_written = 0;       // writes so far
+    // How many of them are known to be on disk; shared with syncs still running.
+    std::shared_ptr<std::atomic<qint64>> m_durable = std::make_shared<std::atomic<qint64>>(0);
 };

@@ -11,6 +11,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 // A user as the service keeps them. user.avatarUrl holds the avatar's stored name.
@@ -121,4 +122,15 @@ public:
     virtual QList<AdminUser> adminUsers() = 0;
 
     virtual QList<OutboxEntry> outbox() = 0;
+
+    // Writes may become durable in groups rather than at each commit. Whoever reports a write as
+    // done (an HTTP answer, a printed id) first waits for durabilityWork() to have run: it makes
+    // every commit made so far survive a power loss, and may run on any thread while new commits
+    // go on. Empty when nothing waits. Storage whose every commit is durable keeps the defaults.
+    virtual bool hasUndurableWrites() const { return false; }
+    virtual std::function<void()> durabilityWork() { return {}; }
+    void makeWritesDurable() {
+        if (const auto work = durabilityWork())
+            work();
+    }
 };

@@ -4,13 +4,15 @@
 #include "Envelopes.h"
 #include "JsonFields.h"
 #include "JsonWriter.h"
+#include "PrivateFiles.h"
 #include "Router.h"
 #include "Secrets.h"
 #include "ServerDate.h"
 #include "ServerError.h"
 
 #include <QFile>
-#include <QSaveFile>
+#include <QRegularExpression>
+#include <QStringDecoder>
 
 using namespace Qt::StringLiterals;
 
@@ -49,7 +51,21 @@ QString cleanFileName(QString name) {
     name.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
     if (name.isEmpty() || name == u"." || name == u"..")
         return u"file"_s;
-    return name.left(255);
+    // 255 characters, never cutting a surrogate pair in two.
+    qsizetype end = 0;
+    for (int characters = 0; end < name.size() && characters < 255; ++characters)
+        end += name[end].isHighSurrogate() && end + 1 < name.size() ? 2 : 1;
+    return name.left(end);
+}
+
+// A query value, percent-decoded, that must be valid UTF-8: a replacement character would change it.
+QString strictQueryValue(const QUrlQuery& query, const QString& key) {
+    const QByteArray bytes = QByteArray::fromPercentEncoding(query.queryItemValue(key, QUrl::FullyEncoded).toLatin1());
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
+    const QString value = decoder(bytes);
+    if (decoder.hasError())
+        throw ServerError::badRequest(u"Параметр «%1»: недопустимая последовательность UTF-8"_s.arg(key));
+    return value;
 }
 
 } // namespace
@@ -176,14 +192,16 @@ HttpReply TaskApi::uploadAttachment(ApiRequest& request) {
         throw taskNotFound();
     if (request.body.isEmpty())
         throw ServerError::badRequest(u"Пустой файл"_s);
-    const QString filename = cleanFileName(request.query.queryItemValue(u"filename"_s, QUrl::FullyDecoded));
+    const QString filename = cleanFileName(strictQueryValue(request.query, u"filename"_s));
+    static const QRegularExpression mediaType(u"^[A-Za-z0-9][A-Za-z0-9!#$&^_.+-]*/[A-Za-z0-9][A-Za-z0-9!#$&^_.+-]*$"_s);
     QString mimetype = QString::fromLatin1(request.header("content-type")).section(u';', 0, 0).trimmed();
     if (mimetype.isEmpty())
         mimetype = u"application/octet-stream"_s;
+    if (!mediaType.match(mimetype).hasMatch())
+        throw ServerError::badRequest(u"Заголовок Content-Type: ожидается тип вида image/png"_s);
 
     const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-    QSaveFile file(m_context.attachmentPath(storedName));
-    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() || !file.commit())
+    if (!PrivateFiles::write(m_context.attachmentPath(storedName), request.body))
         throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
     const TaskAttachment attachment = m_context.storage.insertAttachment(
         taskId, filename, mimetype, request.body.size(), storedName, m_context.nowText());

@@ -1,59 +1,52 @@
 #include "VexoServer.h"
 
+#include "PrivateFiles.h"
 #include "Secrets.h"
 #include "ServerError.h"
 #include "ServerLog.h"
 
-#include <QElapsedTimer>
-#include <QHttpServerRequest>
-#include <QHttpServerResponder>
-#include <QMetaEnum>
-#include <QTcpSocket>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray methodName(QHttpServerRequest::Method method) {
-    switch (method) {
-    case QHttpServerRequest::Method::Get:
-        return "GET";
-    case QHttpServerRequest::Method::Put:
-        return "PUT";
-    case QHttpServerRequest::Method::Delete:
-        return "DELETE";
-    case QHttpServerRequest::Method::Post:
-        return "POST";
-    case QHttpServerRequest::Method::Head:
-        return "HEAD";
-    case QHttpServerRequest::Method::Options:
-        return "OPTIONS";
-    case QHttpServerRequest::Method::Patch:
-        return "PATCH";
-    case QHttpServerRequest::Method::Connect:
-        return "CONNECT";
-    case QHttpServerRequest::Method::Trace:
-        return "TRACE";
-    default:
-        return "UNKNOWN";
+// What the connection layer keeps for an admitted request until its body is in.
+struct Admitted {
+    ApiRequest request;
+    const Router::Route* route = nullptr;
+};
+
+HttpReply failure(const std::exception& exception) {
+    if (const auto* error = dynamic_cast<const ServerError*>(&exception)) {
+        if (error->kind() == ErrorKind::internal)
+            qCWarning(lcServer) << "internal error:" << error->message();
+        return HttpReply::error(httpStatus(error->kind()), error->message());
     }
+    qCWarning(lcServer) << "unexpected failure:" << exception.what();
+    return HttpReply::error(500, u"Внутренняя ошибка сервера"_s);
 }
 
 } // namespace
 
 VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& dataDir, QObject* parent)
-    : QAbstractHttpServer(parent)
+    : QObject(parent)
     , m_context{storage, clock, QDir(dataDir)}
     , m_tasks(m_context)
     , m_folders(m_context)
     , m_auth(m_context)
-    , m_account(m_context, m_tasks) {
-    m_context.dataDir.mkpath(u"attachments"_s);
-    m_context.dataDir.mkpath(u"avatars"_s);
+    , m_account(m_context, m_tasks)
+    , m_http(*this) {
+    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"attachments"_s));
+    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"avatars"_s));
     m_auth.registerRoutes(m_router);
     m_tasks.registerRoutes(m_router);
     m_folders.registerRoutes(m_router);
     m_account.registerRoutes(m_router);
+}
+
+quint16 VexoServer::listen(const QHostAddress& address, quint16 port) {
+    return m_http.listen(address, port);
 }
 
 void VexoServer::authenticate(ApiRequest& request, Access access) {
@@ -70,7 +63,7 @@ void VexoServer::authenticate(ApiRequest& request, Access access) {
         throw ServerError(ErrorKind::forbidden, u"Доступ только для администраторов"_s);
 }
 
-HttpReply VexoServer::dispatch(ApiRequest& request) {
+std::optional<HttpReply> VexoServer::admitApi(ApiRequest& request, const Router::Route*& route) {
     try {
         const Router::Match match = m_router.match(request.method, request.path);
         if (!match.route) {
@@ -81,51 +74,53 @@ HttpReply VexoServer::dispatch(ApiRequest& request) {
             reply.headers.append({"Allow", match.allowedMethods.join(", ")});
             return reply;
         }
-        if (request.body.size() > match.route->bodyLimit)
-            throw ServerError(ErrorKind::payloadTooLarge,
-                              u"Слишком большой запрос: не больше %1 МБ"_s.arg(match.route->bodyLimit >> 20));
+        route = match.route;
         request.params = match.params;
-        authenticate(request, match.route->access);
-        return match.route->handler(request);
-    } catch (const ServerError& error) {
-        if (error.kind() == ErrorKind::internal)
-            qCWarning(lcServer) << "internal error:" << error.message();
-        return HttpReply::error(httpStatus(error.kind()), error.message());
+        authenticate(request, route->access);
+        return std::nullopt;
     } catch (const std::exception& error) {
-        qCWarning(lcServer) << "unexpected failure:" << error.what();
-        return HttpReply::error(500, u"Внутренняя ошибка сервера"_s);
+        return failure(error);
     }
 }
 
-bool VexoServer::handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) {
-    QElapsedTimer clock;
-    clock.start();
-    ApiRequest apiRequest;
-    apiRequest.method = methodName(request.method());
-    apiRequest.path = request.url().path();
-    apiRequest.query = request.query();
-    apiRequest.body = request.body();
-    apiRequest.headers = request.headers();
-    apiRequest.remoteAddress = request.remoteAddress();
-
-    const HttpReply reply = dispatch(apiRequest);
-
-    // The responder writes status, headers and body separately; without this, Nagle's algorithm
-    // meets the client's delayed ACK and every answer waits 40 ms.
-    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    QHttpServerResponder responder = makeResponder(request, socket);
-    responder.writeStatusLine(static_cast<QHttpServerResponder::StatusCode>(reply.status));
-    responder.writeHeader("Content-Type", reply.contentType);
-    responder.writeHeader("Content-Length", QByteArray::number(reply.body.size()));
-    for (const auto& [name, value] : reply.headers)
-        responder.writeHeader(name, value);
-    responder.writeBody(reply.body);
-    // The path alone: queries can carry file names, and headers carry tokens and keys.
-    qCInfo(lcAccess).noquote() << apiRequest.method << apiRequest.path << reply.status << clock.elapsed() << "ms";
-    return true;
+HttpReply VexoServer::run(const Router::Route& route, ApiRequest& request) {
+    try {
+        return route.handler(request);
+    } catch (const std::exception& error) {
+        return failure(error);
+    }
 }
 
-void VexoServer::missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) {
-    // handleRequest answers everything; this is only here because the base class requires it.
-    handleRequest(request, socket);
+HttpReply VexoServer::dispatch(ApiRequest& request) {
+    const Router::Route* route = nullptr;
+    if (auto reply = admitApi(request, route))
+        return *reply;
+    if (request.body.size() > route->bodyLimit)
+        return HttpReply::tooLarge(route->bodyLimit);
+    return run(*route, request);
+}
+
+HttpHandler::Admission VexoServer::admit(HttpRequest& http) {
+    Admitted admitted;
+    ApiRequest& request = admitted.request;
+    const QUrl url = QUrl::fromEncoded(http.target, QUrl::StrictMode);
+    if (!url.isValid())
+        return {HttpReply::error(400, u"Некорректный адрес запроса"_s), 0};
+    request.method = http.method;
+    request.path = url.path();
+    request.query = QUrlQuery(url);
+    request.headers = http.headers;
+    request.remoteAddress = http.peer;
+    if (auto reply = admitApi(request, admitted.route))
+        return {std::move(reply), 0};
+    const qint64 limit = admitted.route->bodyLimit;
+    http.context = std::move(admitted);
+    return {std::nullopt, limit};
+}
+
+HttpReply VexoServer::respond(HttpRequest& http) {
+    auto* admitted = std::any_cast<Admitted>(&http.context);
+    Q_ASSERT(admitted);
+    admitted->request.body = std::move(http.body);
+    return run(*admitted->route, admitted->request);
 }

@@ -3,30 +3,42 @@
 #include "AccountApi.h"
 #include "AuthApi.h"
 #include "FolderApi.h"
+#include "HttpHandler.h"
+#include "HttpServer.h"
 #include "Router.h"
 #include "ServerContext.h"
 #include "TaskApi.h"
 
-#include <QAbstractHttpServer>
+#include <QObject>
 
-// The service over HTTP. Every request goes the same way: size limit, route, authentication,
-// handler; every failure becomes {"error": "…"} with the status the ServerError table gives, and
-// every request leaves one access-log line.
-class VexoServer final : public QAbstractHttpServer {
+// The service over HTTP. Every request goes the same way: route, authentication, size limit,
+// handler; every failure becomes {"error": "…"} with the status the ServerError table gives. The
+// connection layer (HttpServer) knows nothing of routes; this class is the one adapter between them.
+class VexoServer final : public QObject, private HttpHandler {
     Q_OBJECT
 
 public:
     VexoServer(Storage& storage, const Clock& clock, const QString& dataDir, QObject* parent = nullptr);
 
+    // The bound port (useful with port 0), or 0 when the address cannot be taken.
+    quint16 listen(const QHostAddress& address, quint16 port);
+    // Limits and time-outs for connections accepted from then on.
+    void setLimits(const HttpLimits& limits) { m_http.setLimits(limits); }
+    const HttpLimits& limits() const { return m_http.limits(); }
+
     // The reply for one request, without any socket: the whole pipeline, for the server and for tests.
     HttpReply dispatch(ApiRequest& request);
 
-protected:
-    bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;
-    void missingHandler(const QHttpServerRequest& request, QTcpSocket* socket) override;
-
 private:
+    // Finds the route and signs the caller in; an answer when the request ends there.
+    std::optional<HttpReply> admitApi(ApiRequest& request, const Router::Route*& route);
+    HttpReply run(const Router::Route& route, ApiRequest& request);
     void authenticate(ApiRequest& request, Access access);
+
+    Admission admit(HttpRequest& request) override;
+    HttpReply respond(HttpRequest& request) override;
+    bool needsSync() override { return m_context.storage.hasUndurableWrites(); }
+    std::function<void()> syncWork() override { return m_context.storage.durabilityWork(); }
 
     ServerContext m_context;
     Router m_router;
@@ -34,4 +46,6 @@ private:
     FolderApi m_folders;
     AuthApi m_auth;
     AccountApi m_account;
+    // Last, so that connections go before what their requests use.
+    HttpServer m_http;
 };

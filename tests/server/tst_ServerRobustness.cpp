@@ -28,7 +28,48 @@ private:
     qint64 m_folderId = 0;
 
     Headers bearer() const {
-        return {{"Authorization", "Bearer " + m_token.toUtf8()}, {"Content-Type", "application/json"}};
+        return {{"Authorization", "Bearer " + m_token.toUtf8()},
+                {"Content-Type", "application/json"},
+                {"X-Api-Key", "robustness-api-key"}};
+    }
+
+    // A path of the tables with its placeholders filled in.
+    QString url(QString path) const {
+        path.replace(u"{task}"_s, QString::number(m_taskId)).replace(u"{folder}"_s, QString::number(m_folderId));
+        return m_service->baseUrl() + (path.contains(u"%1"_s) ? path.arg(m_taskId) : path);
+    }
+
+    // Every endpoint that reads a JSON body, with a body it accepts and the string fields in it.
+    struct BodyEndpoint {
+        const char* name;
+        QByteArray method;
+        QString path;
+        QJsonObject body;
+    };
+    static QList<BodyEndpoint> bodyEndpoints() {
+        const QJsonObject task{{u"title"_s, u"t"_s},
+                               {u"description"_s, u"d"_s},
+                               {u"deadline"_s, u"2025-03-07T15:00:00Z"_s},
+                               {u"priority"_s, u"high"_s}};
+        QJsonObject update = task;
+        update.insert(u"status"_s, u"done"_s);
+        const QJsonObject folder{{u"name"_s, u"n"_s}, {u"color"_s, u"#FFFFFF"_s}};
+        return {
+            {"create task", "POST", u"/api/tasks"_s, task},
+            {"update task", "PUT", u"/api/tasks/{task}"_s, update},
+            {"external task", "POST", u"/api/external/tasks"_s, task},
+            {"create folder", "POST", u"/api/folders"_s, folder},
+            {"update folder", "PUT", u"/api/folders/{folder}"_s, folder},
+            {"sign in", "POST", u"/api/auth/verify"_s, QJsonObject{{u"key"_s, u"vexo-tasks-x"_s}}},
+            {"settings", "PUT", u"/api/user/settings"_s, QJsonObject{{u"auto_send_bot"_s, false}}},
+        };
+    }
+
+    // The body as JSON text with the value of `field` replaced by raw JSON text.
+    static QByteArray withRawValue(const QJsonObject& body, const QString& field, const QByteArray& raw) {
+        QJsonObject object = body;
+        object.insert(field, u"@@@"_s);
+        return QJsonDocument(object).toJson(QJsonDocument::Compact).replace("\"@@@\"", raw);
     }
 
     // Everything the user has, as bytes: a request that failed must leave this unchanged.
@@ -124,6 +165,193 @@ private Q_SLOTS:
         if (!error.isEmpty())
             QCOMPARE(answer.object().value(u"error"_s).toString(), error);
         QCOMPARE(snapshot(), before);
+    }
+
+    // A string with a lone surrogate is refused, in every field of every endpoint, never stored
+    // as some other character.
+    void loneSurrogatesAreRefused_data() {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("body");
+        const QList<QByteArray> cases{"\"\\udc00\\ud800y\"", "\"\\ud800\"", "\"x\\ud83d\"", "\"\\ude00x\"",
+                                      "\"\\ud83d\\ud83d\\ude00\""};
+        for (const BodyEndpoint& endpoint : bodyEndpoints()) {
+            QStringList fields = endpoint.body.keys();
+            fields << u"unknown"_s;
+            for (const QString& field : fields) {
+                for (qsizetype i = 0; i < cases.size(); ++i) {
+                    QTest::addRow("%s, %s, case %d", endpoint.name, qPrintable(field), int(i))
+                        << endpoint.method << endpoint.path << withRawValue(endpoint.body, field, cases[i]);
+                }
+            }
+        }
+        QTest::newRow("in a key") << QByteArray("POST") << u"/api/tasks"_s
+                                  << QByteArray("{\"title\":\"t\",\"\\udc00\":1}");
+    }
+
+    void loneSurrogatesAreRefused() {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        QFETCH(QByteArray, body);
+        m_service->storage().setApiKey(m_service->userId(u"1"_s), u"robustness-api-key"_s);
+        const QByteArray before = snapshot();
+        const ProbeReply reply = probe(m_network, method, url(path), body, bearer());
+        QCOMPARE(reply.status, 400);
+        const QString error = QJsonDocument::fromJson(reply.body).object().value(u"error"_s).toString();
+        QVERIFY2(error.startsWith(u"Некорректный JSON: одиночный суррогат"_s), qPrintable(error));
+        QCOMPARE(snapshot(), before);
+    }
+
+    void surrogatePairsAreKept() {
+        const ProbeReply reply =
+            probe(m_network, "POST", url(u"/api/tasks"_s),
+                  "{\"title\":\"\\ud83d\\ude00 и 😀\",\"description\":\"\\ud800\\udc00\"}", bearer());
+        QCOMPARE(reply.status, 201);
+        const qint64 id = QJsonDocument::fromJson(reply.body).object()[u"task"_s].toObject()[u"id"_s].toInteger();
+        const auto stored = m_service->storage().task(m_service->userId(u"1"_s), id);
+        QVERIFY(stored);
+        QCOMPARE(stored->title, u"😀 и 😀"_s);
+        QCOMPARE(stored->description, std::optional<QString>(QString::fromUcs4(U"\U00010000")));
+    }
+
+    void duplicateKeysAreRefused_data() {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<int>("status");
+        QTest::newRow("title twice") << QByteArray("{\"title\":\"a\",\"title\":\"b\"}") << 400;
+        QTest::newRow("same key, other spelling") << QByteArray("{\"title\":\"a\",\"t\\u0069tle\":\"b\"}") << 400;
+        QTest::newRow("twice inside an ignored key")
+            << QByteArray("{\"title\":\"a\",\"x\":[{\"k\":1,\"k\":2}]}") << 400;
+        QTest::newRow("same key at two levels") << QByteArray("{\"title\":\"a\",\"x\":{\"title\":1}}") << 201;
+        QTest::newRow("key text inside a value") << QByteArray("{\"title\":\"title\",\"x\":\"title\"}") << 201;
+    }
+
+    void duplicateKeysAreRefused() {
+        QFETCH(QByteArray, body);
+        QFETCH(int, status);
+        const QByteArray before = snapshot();
+        const ProbeReply reply = probe(m_network, "POST", url(u"/api/tasks"_s), body, bearer());
+        QCOMPARE(reply.status, status);
+        if (status == 400) {
+            QVERIFY(
+                QJsonDocument::fromJson(reply.body).object().value(u"error"_s).toString().contains(u"повторяется"_s));
+            QCOMPARE(snapshot(), before);
+        }
+    }
+
+    // A deadline that cannot be read, or cannot be written back, is refused rather than dropped.
+    void unreadableDeadlinesAreRefused_data() {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("deadline");
+        const QStringList deadlines{
+            u"0001-01-01T00:00:00+23:59"_s, u"9999-12-31T23:59:59-23:59"_s, u"2025-02-30 10:00:00"_s,
+            u"2025-03-01T24:00:00Z"_s,      u"2025-03-01T10:00:00+24:00"_s, u"2025-03-01T10:00"_s,
+            u"2025-03-01T10:00:00.Z"_s,     u"20250301T100000Z"_s,          u"завтра"_s};
+        for (const BodyEndpoint& endpoint : bodyEndpoints()) {
+            if (!endpoint.body.contains(u"deadline"_s))
+                continue;
+            for (const QString& deadline : deadlines)
+                QTest::addRow("%s, %s", endpoint.name, qPrintable(deadline))
+                    << endpoint.method << endpoint.path << deadline;
+        }
+    }
+
+    void unreadableDeadlinesAreRefused() {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        QFETCH(QString, deadline);
+        m_service->storage().setApiKey(m_service->userId(u"1"_s), u"robustness-api-key"_s);
+        const QByteArray before = snapshot();
+        const QJsonObject body{{u"title"_s, u"t"_s}, {u"deadline"_s, deadline}};
+        const ProbeReply reply = probe(m_network, method, url(path), QJsonDocument(body).toJson(), bearer());
+        QCOMPARE(reply.status, 400);
+        const QString error = QJsonDocument::fromJson(reply.body).object().value(u"error"_s).toString();
+        QVERIFY2(error.startsWith(u"Поле «deadline»: ожидается дата"_s), qPrintable(error));
+        QCOMPARE(snapshot(), before);
+    }
+
+    void deadlinesAtTheEdgeOfTheCalendar() {
+        const QJsonObject body{{u"title"_s, u"t"_s}, {u"deadline"_s, u"0001-01-01T23:59:00+23:59"_s}};
+        const ProbeReply reply = probe(m_network, "POST", url(u"/api/tasks"_s), QJsonDocument(body).toJson(), bearer());
+        QCOMPARE(reply.status, 201);
+        QCOMPARE(QJsonDocument::fromJson(reply.body).object()[u"task"_s].toObject()[u"deadline"_s].toString(),
+                 u"0001-01-01T00:00:00.000Z"_s);
+    }
+
+    // Limits count characters as people do: one emoji is one character, not two UTF-16 units.
+    void titleLimitsCountCharacters_data() {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<int>("characters");
+        QTest::addColumn<int>("status");
+        const auto rows = [](const char* name, const char* method, const QString& path, const QString& field, int limit,
+                             int success) {
+            QTest::addRow("%s, 251 emoji", name) << QByteArray(method) << path << field << qMin(251, limit) << success;
+            QTest::addRow("%s, %d emoji", name, limit) << QByteArray(method) << path << field << limit << success;
+            QTest::addRow("%s, %d emoji", name, limit + 1) << QByteArray(method) << path << field << limit + 1 << 400;
+        };
+        rows("create task", "POST", u"/api/tasks"_s, u"title"_s, 500, 201);
+        rows("update task", "PUT", u"/api/tasks/{task}"_s, u"title"_s, 500, 200);
+        rows("external task", "POST", u"/api/external/tasks"_s, u"title"_s, 500, 201);
+        rows("create folder", "POST", u"/api/folders"_s, u"name"_s, 100, 201);
+        rows("update folder", "PUT", u"/api/folders/{folder}"_s, u"name"_s, 100, 200);
+    }
+
+    void titleLimitsCountCharacters() {
+        QFETCH(QByteArray, method);
+        QFETCH(QString, path);
+        QFETCH(QString, field);
+        QFETCH(int, characters);
+        QFETCH(int, status);
+        m_service->storage().setApiKey(m_service->userId(u"1"_s), u"robustness-api-key"_s);
+        QString text;
+        for (int i = 0; i < characters; ++i)
+            text += u"😀"_s;
+        const QJsonObject body{{field, text}, {u"color"_s, u"#000000"_s}};
+        const ProbeReply reply = probe(m_network, method, url(path), QJsonDocument(body).toJson(), bearer());
+        QCOMPARE(reply.status, status);
+        const QJsonObject answer = QJsonDocument::fromJson(reply.body).object();
+        if (status == 400) {
+            QVERIFY(answer.value(u"error"_s).toString().contains(u"не длиннее"_s));
+        } else {
+            const QJsonObject record =
+                answer.contains(u"task"_s) ? answer[u"task"_s].toObject() : answer[u"folder"_s].toObject();
+            QCOMPARE(record[field].toString(), text);
+        }
+    }
+
+    void attachmentNamesAndTypes_data() {
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<QByteArray>("contentType");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("stored");
+        QString longName;
+        for (int i = 0; i < 300; ++i)
+            longName += u"😀"_s;
+        QTest::newRow("encoded lone surrogate")
+            << u"filename=%ED%A0%80.txt"_s << QByteArray("text/plain") << 400 << QString();
+        QTest::newRow("invalid UTF-8") << u"filename=%FF.txt"_s << QByteArray("text/plain") << 400 << QString();
+        QTest::newRow("300 emoji") << u"filename="_s + QString::fromLatin1(QUrl::toPercentEncoding(longName))
+                                   << QByteArray("text/plain") << 201 << longName.left(510);
+        QTest::newRow("type with a space") << u"filename=a.txt"_s << QByteArray("text plain") << 400 << QString();
+        QTest::newRow("type with parameters")
+            << u"filename=a.txt"_s << QByteArray("text/plain; charset=utf-8") << 201 << u"a.txt"_s;
+    }
+
+    void attachmentNamesAndTypes() {
+        QFETCH(QString, query);
+        QFETCH(QByteArray, contentType);
+        QFETCH(int, status);
+        QFETCH(QString, stored);
+        const ProbeReply reply =
+            probe(m_network, "POST", url(u"/api/tasks/{task}/attachments?"_s + query), "data",
+                  {{"Authorization", "Bearer " + m_token.toUtf8()}, {"Content-Type", contentType}});
+        QCOMPARE(reply.status, status);
+        const auto attachments = m_service->storage().attachments(m_taskId);
+        QCOMPARE(attachments->size(), status == 201 ? 1 : 0);
+        if (status == 201)
+            QCOMPARE(attachments->at(0).filename, stored);
     }
 
     void unknownKeysAreIgnored() {

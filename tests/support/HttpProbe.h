@@ -5,6 +5,11 @@
 #include <QNetworkAccessManager>
 #include <QPair>
 #include <QString>
+#include <QTcpSocket>
+
+#include <functional>
+#include <memory>
+#include <optional>
 
 // A raw HTTP request for tests that must send what the client never would.
 struct ProbeReply {
@@ -16,3 +21,36 @@ struct ProbeReply {
 
 ProbeReply probe(QNetworkAccessManager& network, const QByteArray& method, const QString& url,
                  const QByteArray& body = QByteArray(), const QList<QPair<QByteArray, QByteArray>>& headers = {});
+
+// One answer read off a raw connection.
+struct RawAnswer {
+    int status = 0;
+    QByteArray head; // status line and header fields
+    QByteArray body;
+    QByteArray header(const QByteArray& name) const; // case-insensitive; empty when absent
+};
+
+// A plain TCP connection for requests no HTTP library would send: broken framing, trickled
+// headers, silence. Every wait runs the event loop, so a server in the same thread keeps working.
+class RawConnection final {
+public:
+    explicit RawConnection(quint16 port);
+
+    bool isConnected() const;
+    void send(const QByteArray& bytes);
+    // Runs the event loop until `done` holds or `timeoutMs` passes; returns whether it holds.
+    bool waitFor(const std::function<bool()>& done, int timeoutMs);
+    // Whether the server closed the connection within `timeoutMs`.
+    bool waitForClose(int timeoutMs);
+    bool isClosed() const { return m_closed; }
+    // The next whole answer (interim ones such as 100 Continue included), or empty after `timeoutMs`.
+    std::optional<RawAnswer> nextAnswer(int timeoutMs);
+    QByteArray received() const { return m_received; }
+
+private:
+    std::optional<RawAnswer> takeAnswer();
+
+    std::unique_ptr<QTcpSocket> m_socket;
+    QByteArray m_received;
+    bool m_closed = false;
+};

@@ -2,10 +2,11 @@
 
 #include "Secrets.h"
 
-LocalService::LocalService(QDateTime now)
+LocalService::LocalService(QDateTime now, const HttpLimits& limits)
     : m_clock(std::move(now))
     , m_storage(std::make_unique<SqliteStorage>(m_dir.filePath(QStringLiteral("vexo.db"))))
     , m_server(std::make_unique<VexoServer>(*m_storage, m_clock, m_dir.path())) {
+    m_server->setLimits(limits);
     m_port = m_server->listen(QHostAddress::LocalHost, 0);
     Q_ASSERT(m_port != 0);
 }

@@ -12,9 +12,10 @@
 // temporary database and a clock the test controls.
 class LocalService final {
 public:
-    explicit LocalService(QDateTime now = QDateTime::currentDateTimeUtc());
+    explicit LocalService(QDateTime now = QDateTime::currentDateTimeUtc(), const HttpLimits& limits = HttpLimits());
 
     QString baseUrl() const;
+    quint16 port() const { return m_port; }
     FixedClock& clock() { return m_clock; }
     Storage& storage() { return *m_storage; }
     QString dataDir() const { return m_dir.path(); }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QtGlobal>
+
+// What one client may take of the service. Times are in milliseconds.
+struct HttpLimits {
+    // The request line and the header fields together, with their line ends.
+    qsizetype maxHeaderBytes = 16 * 1024;
+    int maxHeaderFields = 100;
+    // From the first byte of a request to the end of its header.
+    int headerTimeoutMs = 10'000;
+    // From the end of the header to the end of the body.
+    int bodyTimeoutMs = 60'000;
+    // A connection waiting for its next request, or for its answer to be taken, is closed after this.
+    int idleTimeoutMs = 15'000;
+    // After an answer that refuses a body, what the client still sends is read and dropped for at
+    // most this long, so that it sees the answer instead of a reset.
+    int lingerMs = 2'000;
+    int maxConnectionsPerAddress = 64;
+    int maxConnections = 1024;
+};
