@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QImage>
 #include <QPainter>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -239,18 +240,43 @@ private Q_SLOTS:
             const Palette& p = m_theme->palette();
             const QList<Fragment> fragments = fragmentsOf(*view->document());
             QVERIFY(!fragments.isEmpty());
+            bool links = false;
+            bool text = false;
             for (const Fragment& fragment : fragments) {
                 QCOMPARE(fragment.format.font().pixelSize(), uiFont(14).pixelSize());
                 QVERIFY(!fragment.format.hasProperty(QTextFormat::FontPointSize));
                 QCOMPARE(fragment.format.font().family(), uiFont(14).family());
                 QVERIFY(fragment.format.fontWeight() == uiFont(14).weight() ||
                         fragment.format.fontWeight() == QFont::Bold);
-                QCOMPARE(fragment.format.foreground().color(), fragment.format.isAnchor() ? p.accent : p.textSecondary);
                 QVERIFY(!fragment.format.hasProperty(QTextFormat::BackgroundBrush));
+                // Text draws in the view's text colour; only links have one of their own.
+                if (fragment.format.isAnchor()) {
+                    links = true;
+                    QCOMPARE(fragment.format.foreground().color(), p.accent);
+                    QVERIFY(fragment.format.fontUnderline());
+                } else {
+                    text = text || !fragment.text.trimmed().isEmpty();
+                    QVERIFY(!fragment.format.hasProperty(QTextFormat::ForegroundBrush));
+                }
             }
             for (QTextBlock block = view->document()->begin(); block.isValid(); block = block.next())
-                QCOMPARE(block.charFormat().foreground().color(), p.textSecondary);
+                QVERIFY(!block.charFormat().hasProperty(QTextFormat::ForegroundBrush));
             QCOMPARE(view->palette().color(QPalette::Text), p.textSecondary);
+
+            // And so it shows: the secondary colour (and the accent for links) on screen, never
+            // a colour of the description's.
+            QImage picture(view->size(), QImage::Format_RGB32);
+            picture.fill(p.background);
+            view->render(&picture);
+            QSet<QRgb> colors;
+            for (int y = 0; y < picture.height(); ++y) {
+                const auto* line = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+                colors.unite(QSet<QRgb>(line, line + picture.width()));
+            }
+            QCOMPARE(colors.contains(p.textSecondary.rgb()), text);
+            QCOMPARE(colors.contains(p.accent.rgb()), links);
+            for (const QColor foreign : {QColor(Qt::blue), QColor(Qt::black), QColor(Qt::white), QColor(Qt::red)})
+                QVERIFY2(!colors.contains(foreign.rgb()), qPrintable(foreign.name()));
         }
     }
 

@@ -181,8 +181,8 @@ QTextCharFormat DescriptionRenderer::charFormat(const DescriptionPiece& piece) c
     format.setFontStrikeOut(piece.format & DescriptionPiece::strikeOut);
     const bool link = !piece.href.isEmpty();
     format.setFontUnderline(link || (piece.format & DescriptionPiece::underline));
-    format.setForeground(link ? m_colors.link : m_colors.text);
     if (link) {
+        format.setForeground(m_colors.link);
         format.setAnchor(true);
         format.setAnchorHref(piece.href);
     }
@@ -327,27 +327,27 @@ void DescriptionRenderer::render(const Budget& budget) {
 
 void DescriptionRenderer::setColors(const Colors& colors) {
     m_colors = colors;
+    // Only links carry a colour of their own; all other text takes the view's. A block's links
+    // are recoloured in one edit, so that the block is laid out again once, and only blocks with
+    // links are.
     QTextCursor cursor(&m_document);
-    cursor.beginEditBlock();
     for (QTextBlock block = m_document.begin(); block.isValid(); block = block.next()) {
-        // The block's own format colours its bullet or number.
-        if (block.charFormat().foreground().color() != colors.text) {
-            QTextCharFormat color;
-            color.setForeground(colors.text);
-            cursor.setPosition(block.position());
-            cursor.mergeBlockCharFormat(color);
-        }
+        bool editing = false;
         for (auto it = block.begin(); !it.atEnd(); ++it) {
             const QTextFragment fragment = it.fragment();
-            const QColor wanted = fragment.charFormat().isAnchor() ? colors.link : colors.text;
-            if (fragment.charFormat().foreground().color() == wanted)
+            if (!fragment.charFormat().isAnchor() || fragment.charFormat().foreground().color() == colors.link)
                 continue;
+            if (!editing) {
+                cursor.beginEditBlock();
+                editing = true;
+            }
             QTextCharFormat color;
-            color.setForeground(wanted);
+            color.setForeground(colors.link);
             cursor.setPosition(fragment.position());
             cursor.setPosition(fragment.position() + fragment.length(), QTextCursor::KeepAnchor);
             cursor.mergeCharFormat(color);
         }
+        if (editing)
+            cursor.endEditBlock();
     }
-    cursor.endEditBlock();
 }

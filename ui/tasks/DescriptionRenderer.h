@@ -16,8 +16,10 @@ class QTextDocument;
 // Builds a description into a text document with a cursor, never through the document's HTML
 // importer, a bounded amount at a time: every call adds at most a budget of characters, paragraphs
 // and format runs and parses at most a budget of input, so no call holds the event loop for long
-// whatever the description holds. Text is 14 pt in the secondary text colour whatever the
-// description says; links are underlined in the accent colour.
+// whatever the description holds. Text is 14 pt whatever the description says, in the view's own
+// text colour (the secondary one), so that it follows the theme with nothing to redo; links are
+// underlined in the accent colour. List items carry their bullet or number as text: a document's
+// own lists renumber, and so lay out again, every item of a list whenever one is added.
 //
 // A description whose markup shows no text at all is shown as its plain text (stripHTML) instead,
 // in the same font and colour.
@@ -38,7 +40,6 @@ public:
     static constexpr qsizetype maxBlockCharacters = 2000;
 
     struct Colors {
-        QColor text;
         QColor link;
     };
 
@@ -63,7 +64,7 @@ public:
     // Description bytes given to the parser so far.
     qsizetype parsedBytes() const;
 
-    // Recolours what is shown and what is still to come.
+    // Recolours the links shown and those still to come.
     void setColors(const Colors& colors);
 
 private:

@@ -18,7 +18,7 @@ namespace {
 constexpr int showAllGap = 6;
 
 DescriptionRenderer::Colors colorsOf(const Palette& palette) {
-    return {palette.textSecondary, palette.accent};
+    return {palette.accent};
 }
 
 } // namespace
@@ -62,7 +62,9 @@ HTMLTextView::~HTMLTextView() = default;
 
 void HTMLTextView::applyTheme() {
     const Palette& p = m_theme.palette();
-    m_document->setDefaultFont(uiFont(14));
+    // Each setting of the document's font lays all of it out again: only when it differs.
+    if (m_document->defaultFont() != uiFont(14))
+        m_document->setDefaultFont(uiFont(14));
     QPalette palette = this->palette();
     palette.setColor(QPalette::Base, Qt::transparent);
     palette.setColor(QPalette::Text, p.textSecondary);
