@@ -436,6 +436,9 @@ private Q_SLOTS:
             QCOMPARE(shown, everything);
             return;
         }
+        // Below the text, on the view.
+        QVERIFY(view->rect().contains(view->showAllButton()->geometry()));
+        QVERIFY(view->showAllButton()->geometry().top() >= view->viewport()->geometry().bottom());
         QVERIFY(shown.size() < everything.size());
         QVERIFY(everything.startsWith(shown));
         QVERIFY(view->document()->characterCount() <= DescriptionRenderer::firstRender.characters + 64);

@@ -164,13 +164,19 @@ void HTMLTextView::updateShowAll() {
         return;
     m_showAll->setVisible(cut);
     setViewportMargins(0, 0, 0, cut ? m_showAll->sizeHint().height() + showAllGap : 0);
+    placeShowAll();
     updateGeometry();
+}
+
+void HTMLTextView::placeShowAll() {
+    // Under the text, in the margin kept for it below the viewport.
+    const QSize button = m_showAll->sizeHint();
+    m_showAll->setGeometry(0, height() - button.height(), button.width(), button.height());
 }
 
 void HTMLTextView::resizeEvent(QResizeEvent* event) {
     QTextBrowser::resizeEvent(event);
-    const QSize button = m_showAll->sizeHint();
-    m_showAll->setGeometry(0, height() - button.height(), button.width(), button.height());
+    placeShowAll();
 }
 
 QSize HTMLTextView::sizeHint() const {

@@ -49,6 +49,7 @@ private:
     void applyTheme();
     void renderFirst();
     void updateShowAll();
+    void placeShowAll();
     bool wantsMore() const;
 
     Theme& m_theme;
