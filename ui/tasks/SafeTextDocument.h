@@ -2,8 +2,9 @@
 
 #include <QTextDocument>
 
-// A document for HTML from elsewhere: it loads no resource of any kind (no images, no style
-// sheets, local or remote), so a description can show text and links and nothing else.
+// A document for text from elsewhere: it loads no resource of any kind (no images, no style
+// sheets, local or remote). Descriptions are built into it piece by piece and never reach the
+// HTML importer; this is the second guard, should anything ever ask it for a resource.
 class SafeTextDocument final : public QTextDocument {
     Q_OBJECT
 
