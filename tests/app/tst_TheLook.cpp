@@ -153,7 +153,7 @@ private Q_SLOTS:
         for (QWidget* top : QApplication::topLevelWidgets()) {
             for (QWidget* widget : top->findChildren<QWidget*>()) {
                 // The description view is styled by its own document; it is reworked elsewhere.
-                if (!widget->styleSheet().isEmpty() && !widget->inherits("HTMLTextView"))
+                if (!widget->styleSheet().isEmpty())
                     ownStyles << QString::fromLatin1(widget->metaObject()->className()) + u": "_s +
                                      widget->styleSheet();
             }

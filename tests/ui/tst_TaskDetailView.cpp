@@ -428,25 +428,6 @@ private Q_SLOTS:
         QTRY_COMPARE(rig.state.toastMessage(), std::optional<QString>(u"Ошибка: Вложение не найдено"_s));
         QVERIFY(opened.isEmpty());
     }
-
-    void descriptionsFetchNothing() {
-        ScriptedServer scripted;
-        QVERIFY(scripted.listen());
-        HTMLTextView text(*m_theme);
-        text.show();
-        text.setHtmlDescription(
-            u"<p>Привет <img src=\"%1/tracker.png\"><a href=\"https://example.org\">ссылка</a></p>"
-            u"<link rel=\"stylesheet\" href=\"%1/style.css\"><img src=\"file:///etc/hostname\">"_s.arg(
-                scripted.baseUrl()));
-        QTest::qWait(200);
-        QVERIFY(scripted.requests().isEmpty());
-        QVERIFY(text.showsImport());
-        QVERIFY(text.toPlainText().contains(u"Привет"_s));
-        QVERIFY(text.toPlainText().contains(u"ссылка"_s));
-
-        text.setHtmlDescription(QString());
-        QCOMPARE(text.toPlainText(), QString());
-    }
 };
 
 VEXO_WIDGET_TEST_MAIN(tst_TaskDetailView)

@@ -80,6 +80,9 @@ QString sheet(const Palette& p) {
     rule(u"*[vexoText=\"onAccent\"] { color: %1; }"_s.arg(onAccent));
 
     rule(u"QFrame[vexoRole=\"divider\"] { background: %1; border: none; }"_s.arg(border));
+    // A task's description: text on the page's own ground, in the secondary colour whatever it asks for.
+    rule(u"QTextBrowser[vexoRole=\"description\"] { background: transparent; border: none; padding: 0; color: %1; }"_s
+             .arg(secondary));
 
     // The one chip: deadline filters, quick dates, the theme choice, the statistics range.
     rule(u"QPushButton[vexoRole=\"chip\"] { color: %1; background: %2; border: none; border-radius: 7px;"

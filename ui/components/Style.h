@@ -16,7 +16,7 @@ namespace Style {
 void setText(QWidget* widget, Palette::Role role);
 // A look of the shared vocabulary (the "vexoRole" property): "chip", "priorityChip", "sidebarItem",
 // "iconButton", "plain", "menuButton", "calendarDay", "keycap", "apiKey", "stepBadge",
-// "divider".
+// "divider", "description".
 void setRole(QWidget* widget, const QString& role);
 // Any other property the sheet selects on ("vexoTone", "vexoDay"); the widget is restyled at once.
 void setProperty(QWidget* widget, const char* name, const QVariant& value);

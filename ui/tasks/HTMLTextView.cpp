@@ -3,6 +3,7 @@
 #include "DescriptionRenderer.h"
 #include "Fonts.h"
 #include "SafeTextDocument.h"
+#include "Style.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
@@ -54,6 +55,7 @@ HTMLTextView::HTMLTextView(Theme& theme, QWidget* parent)
         if (renderStep())
             m_steps.start();
     });
+    Style::setRole(this, u"description"_s);
     connect(&m_theme, &Theme::changed, this, &HTMLTextView::applyTheme);
     applyTheme();
 }
@@ -69,8 +71,6 @@ void HTMLTextView::applyTheme() {
     palette.setColor(QPalette::Base, Qt::transparent);
     palette.setColor(QPalette::Text, p.textSecondary);
     setPalette(palette);
-    setStyleSheet(u"QTextBrowser { background: transparent; border: none; padding: 0; color: %1; }"_s.arg(
-        p.textSecondary.name()));
     m_renderer->setColors(colorsOf(p));
 }
 
