@@ -11,6 +11,8 @@
 
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(ScriptedReply)
+
 namespace {
 
 constexpr qint64 megabyte = 1024 * 1024;
@@ -90,13 +92,22 @@ private Q_SLOTS:
         stillWorks(api);
     }
 
-    void headersWithoutEnd_data() { calls(); }
+    void headersWithoutEnd_data() {
+        QTest::addColumn<QString>("which");
+        QTest::addColumn<ScriptedReply>("reply");
+        for (const QString& which : {u"data"_s, u"image"_s}) {
+            QTest::newRow(qPrintable(which + u": lines without end"_s)) << which << ScriptedReply::endlessHeaderLines();
+            QTest::newRow(qPrintable(which + u": a line without end"_s))
+                << which << ScriptedReply::headerLineWithoutEnd();
+        }
+    }
 
     // Header lines as fast as the client takes them: refused at the header limit, long before the
     // time-out, and the connection is dropped, so nothing goes on reading in the background.
     void headersWithoutEnd() {
         QFETCH(QString, which);
-        m_server.enqueue(ScriptedReply::endlessHeaderLines());
+        QFETCH(ScriptedReply, reply);
+        m_server.enqueue(reply);
         const APIService api(m_server.baseUrl(), m_network, m_store, std::chrono::milliseconds(20'000));
         const int closedBefore = m_server.closedByClient();
         const qint64 sentBefore = m_server.bytesSent();

@@ -26,7 +26,12 @@ public:
         const bool headersOnly = reply.action == ScriptedReply::Action::endlessHeaders;
         m_body = reply.cutBodyAt >= 0 ? reply.body.left(reply.cutBodyAt) : reply.body;
         m_fillerLeft = headersOnly ? ScriptedReply::endless : reply.fillerBytes;
-        m_filler = headersOnly ? QByteArray("X-Filler: ") + QByteArray(100, 'a') + "\r\n" : QByteArray(4096, ' ');
+        if (!reply.fillerPattern.isEmpty())
+            m_filler = reply.fillerPattern.repeated(qMax<qsizetype>(1, 4096 / reply.fillerPattern.size()));
+        else if (headersOnly)
+            m_filler = QByteArray("X-Filler: ") + QByteArray(100, 'a') + "\r\n";
+        else
+            m_filler = QByteArray(4096, ' ');
 
         QByteArray head =
             reply.verbatim ? QByteArray() : "HTTP/1.1 " + QByteArray::number(reply.status) + " Scripted\r\n";
@@ -210,6 +215,13 @@ ScriptedReply ScriptedReply::verbatimAnswer(const QByteArray& bytes) {
     ScriptedReply reply;
     reply.body = bytes;
     reply.verbatim = true;
+    return reply;
+}
+
+ScriptedReply ScriptedReply::headerLineWithoutEnd() {
+    ScriptedReply reply = endlessHeaderLines();
+    reply.body = "X-Long: ";
+    reply.fillerPattern = "a";
     return reply;
 }
 

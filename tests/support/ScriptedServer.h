@@ -48,8 +48,10 @@ struct ScriptedReply {
     // Sends only this many bytes of `body` (all when negative), whatever the header declares.
     qint64 cutBodyAt = -1;
     qint64 contentLength = lengthOfBody;
-    // Spaces written after the body: a finite count, or endless.
+    // Written after the body: a finite count of bytes, or endless. By default spaces, or header lines
+    // after endless headers; `fillerPattern` repeated when set.
     qint64 fillerBytes = 0;
+    QByteArray fillerPattern;
     // When positive, body and filler go out a few bytes at a time, one piece per interval.
     int trickleMs = 0;
     Ending ending = Ending::close;
@@ -71,6 +73,8 @@ struct ScriptedReply {
     // A status line, then header lines without end, as fast as the client reads them (or a few bytes
     // per trickle interval when one is set).
     static ScriptedReply endlessHeaderLines(int trickleMs = 0);
+    // A status line, then one header line that never ends.
+    static ScriptedReply headerLineWithoutEnd();
     // A 200 answer declaring `declared` bytes (or no length) and streaming filler as fast as the client
     // reads: `streamed` bytes of it, or endless.
     static ScriptedReply hugeBody(qint64 declared, qint64 streamed);
