@@ -94,7 +94,15 @@ private Q_SLOTS:
         QTest::newRow("missing key") << 200 << QByteArray(R"({"folders":[{"id":1,"name":"x"}]})")
                                      << u"Ошибка данных: folders[0]: нет обязательного ключа «color»"_s;
         QTest::newRow("204 without body") << 204 << QByteArray() << u"Ошибка данных: пустой ответ"_s;
-        QTest::newRow("201 with HTML") << 201 << QByteArray("<html></html>") << QString();
+        QTest::newRow("201 with HTML")
+            << 201 << QByteArray("<html></html>")
+            << u"Ошибка данных: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
+        QTest::newRow("broken value nobody reads")
+            << 200 << QByteArray(R"({"folders":[], "junk":[1,,2]})")
+            << u"Ошибка данных: junk[1]: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
+        QTest::newRow("cut short")
+            << 200 << QByteArray(R"({"folders":[{"id":1,)")
+            << u"Ошибка данных: folders[0]: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
         QTest::newRow("wrong envelope") << 200 << QByteArray(R"({"folder":[]})")
                                         << u"Ошибка данных: нет обязательного ключа «folders»"_s;
     }
