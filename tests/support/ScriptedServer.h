@@ -103,6 +103,13 @@ public:
         m_routes.append({pathPrefix, reply});
     }
 
+    // Forgets queued replies and per-path replies, and answers {} by default again.
+    void clearReplies() {
+        m_script.clear();
+        m_routes.clear();
+        m_default = ScriptedReply::json(200, "{}");
+    }
+
     const QList<RecordedRequest>& requests() const { return m_requests; }
     RecordedRequest lastRequest() const { return m_requests.isEmpty() ? RecordedRequest{} : m_requests.last(); }
     void clearRequests() { m_requests.clear(); }
