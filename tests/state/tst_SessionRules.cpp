@@ -100,6 +100,7 @@ private Q_SLOTS:
         rig.restart();
         QVERIFY(rig.state->isLoggedIn());
         QCOMPARE(rig.state->token(), std::optional<QString>(u"t"_s));
+        QVERIFY(rig.state->currentUser().has_value());
         QCOMPARE(rig.state->currentUser()->id, 7);
         QTest::qWait(50);
         QCOMPARE(m_server.requests().size(), 0);
@@ -125,6 +126,7 @@ private Q_SLOTS:
         QCOMPARE(rig.journal.mid(0, 5),
                  (QStringList{u"token"_s, u"currentUser"_s, u"isLoggedIn"_s, u"set vexo_token"_s, u"set vexo_user"_s}));
         QCOMPARE(rig.state->token(), std::optional<QString>(u"tok"_s));
+        QVERIFY(rig.state->currentUser().has_value());
         QCOMPARE(rig.state->currentUser()->displayName(), u"Ольга Ким"_s);
         QCOMPARE(rig.store.text(u"vexo_token"_s), std::optional<QString>(u"tok"_s));
         QVERIFY(rig.store.holdsData(u"vexo_user"_s));

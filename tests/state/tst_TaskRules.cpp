@@ -312,7 +312,9 @@ private Q_SLOTS:
         rig.answer(200, StateRig::wrapped("task", StateRig::task(9, "done", "low")));
         await(run(rig, 9));
         QCOMPARE(rig.state->tasks(), listed);
+        QVERIFY(rig.state->selectedTask().has_value());
         QCOMPARE(rig.state->selectedTask()->status, TaskStatus::done);
+        QVERIFY(rig.state->selectedTask().has_value());
         QCOMPARE(rig.state->selectedTask()->priority, TaskPriority::low);
     }
 
@@ -338,6 +340,7 @@ private Q_SLOTS:
         QCOMPARE(m_server.lastRequest().target,
                  archive ? QByteArray("/api/tasks/2/archive") : QByteArray("/api/tasks/2"));
         QCOMPARE(rig.taskIds(), (QList<qint64>{1, 3}));
+        QVERIFY(rig.state->selectedTask().has_value());
         QCOMPARE(rig.state->selectedTask()->id, 3);
         QCOMPARE(rig.state->toastMessage(), std::optional<QString>(toast));
         rig.answer(200, R"({"success":true})");
@@ -357,6 +360,7 @@ private Q_SLOTS:
         QCOMPARE(m_server.lastRequest().target, QByteArray("/api/tasks/4/send-to-bot"));
         QVERIFY(rig.state->tasks()[0].isSentToBot());
         QVERIFY(!rig.state->tasks()[2].isSentToBot());
+        QVERIFY(rig.state->selectedTask().has_value());
         QVERIFY(!rig.state->selectedTask()->isSentToBot());
         QVERIFY(!rig.journal.contains(u"selectedTask"_s));
         QCOMPARE(rig.state->toastMessage(), std::optional<QString>(u"Отправлено в Telegram"_s));
