@@ -70,9 +70,9 @@ private:
     }
 
     QByteArray next(qint64 most) {
-        if (!m_body.isEmpty()) {
-            const QByteArray piece = m_body.left(most);
-            m_body.remove(0, piece.size());
+        if (m_bodyTaken < m_body.size()) {
+            const QByteArray piece = m_body.mid(m_bodyTaken, most);
+            m_bodyTaken += piece.size();
             return piece;
         }
         if (m_fillerLeft == 0)
@@ -128,6 +128,7 @@ private:
     ScriptedReply m_reply;
     qint64& m_bytesSent;
     QByteArray m_body;
+    qsizetype m_bodyTaken = 0; // a large body is not shifted down piece by piece
     QByteArray m_filler;
     qint64 m_fillerLeft = 0;
     QTimer m_trickle;
