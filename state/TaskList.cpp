@@ -167,6 +167,17 @@ bool TaskList::assign(QList<VexoTask> next) {
 
     // 1. Tasks the new list no longer has.
     removeUnless([&](qsizetype row) { return nextRow.contains(m_ids[row]); });
+    if (m_tasks.isEmpty()) {
+        // Nothing stays (a first load, another selection): the new list goes in whole, not copied.
+        if (!next.isEmpty()) {
+            beginInsertRows({}, 0, int(next.size()) - 1);
+            m_tasks = std::move(next);
+            m_ids = std::move(nextIds);
+            m_deadlines = TaskFiltering::deadlinesOf(m_tasks);
+            endInsertRows();
+        }
+        return true;
+    }
 
     // 2. Of the tasks that stay, the longest run already in the new order stays put; the others go
     //    and come back in their new places.
