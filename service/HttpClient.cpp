@@ -90,8 +90,14 @@ QByteArray HttpClient::requestBytes(const HttpRequest& request) {
         host += ':' + QByteArray::number(url.port());
 
     QByteArray bytes = request.method + ' ' + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
-    for (const auto& [name, value] : request.headers)
+    bool namesItself = false;
+    for (const auto& [name, value] : request.headers) {
         bytes += name + ": " + value + "\r\n";
+        namesItself = namesItself || name.compare("user-agent", Qt::CaseInsensitive) == 0;
+    }
+    // Some front ends turn away requests that do not say what sent them.
+    if (!namesItself)
+        bytes += "User-Agent: VexoTasks\r\n";
     // A request that may carry content says how long it is, also when it is empty.
     if (request.body || request.method == "POST" || request.method == "PUT")
         bytes += "Content-Length: " + QByteArray::number(request.body ? request.body->size() : 0) + "\r\n";

@@ -122,6 +122,7 @@ private Q_SLOTS:
         QCOMPARE(seen.target, QByteArray("/api/tasks?archived=false&status=pending"));
         QCOMPARE(seen.header("Host"), u"127.0.0.1:%1"_s.arg(m_server.port()).toLatin1());
         QCOMPARE(seen.header("Content-Type"), QByteArray("application/json"));
+        QCOMPARE(seen.header("User-Agent"), QByteArray("VexoTasks"));
         QCOMPARE(seen.body, QByteArray(R"({"title":"Ключ"})"));
     }
 
