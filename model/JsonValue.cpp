@@ -44,28 +44,85 @@ QString expectedName(json_type type) {
     return {};
 }
 
-QString syntaxMessage(simdjson::error_code error) {
-    switch (error) {
-    case simdjson::EMPTY:
-        return u"пустой ответ"_s;
-    case simdjson::UTF8_ERROR:
-        return u"некорректный JSON: недопустимая последовательность UTF-8"_s;
-    case simdjson::UNCLOSED_STRING:
-        return u"некорректный JSON: незакрытая строка"_s;
-    case simdjson::STRING_ERROR:
-        return u"некорректный JSON: недопустимая строка"_s;
-    case simdjson::DEPTH_ERROR:
-        return u"некорректный JSON: слишком глубокая вложенность"_s;
-    case simdjson::CAPACITY:
-        return u"ответ слишком велик"_s;
-    case simdjson::TRAILING_CONTENT:
-        return u"некорректный JSON: лишние данные после значения"_s;
-    default:
-        return u"некорректный JSON (%1)"_s.arg(QString::fromUtf8(simdjson::error_message(error)));
+// A number as JSON writes it: -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?
+bool isJsonNumber(std::string_view text) {
+    std::size_t i = 0;
+    const auto digits = [&] {
+        const std::size_t from = i;
+        while (i < text.size() && text[i] >= '0' && text[i] <= '9')
+            ++i;
+        return i > from;
+    };
+    if (i < text.size() && text[i] == '-')
+        ++i;
+    if (i < text.size() && text[i] == '0')
+        ++i;
+    else if (!digits())
+        return false;
+    if (i < text.size() && text[i] == '.') {
+        ++i;
+        if (!digits())
+            return false;
     }
+    if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+        ++i;
+        if (i < text.size() && (text[i] == '+' || text[i] == '-'))
+            ++i;
+        if (!digits())
+            return false;
+    }
+    return i == text.size();
 }
 
 } // namespace
+
+QString JsonValue::syntaxMessage(simdjson::error_code error) {
+    switch (error) {
+    case simdjson::SUCCESS:
+        return {};
+    case simdjson::EMPTY:
+        return u"пустой ответ"_s;
+    case simdjson::CAPACITY:
+        return u"ответ слишком велик"_s;
+    case simdjson::MEMALLOC:
+        return u"не хватило памяти для разбора ответа"_s;
+    case simdjson::TAPE_ERROR:
+        return u"некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
+    case simdjson::DEPTH_ERROR:
+        return u"некорректный JSON: слишком глубокая вложенность"_s;
+    case simdjson::STRING_ERROR:
+        return u"некорректный JSON: недопустимая строка"_s;
+    case simdjson::T_ATOM_ERROR:
+    case simdjson::F_ATOM_ERROR:
+        return u"некорректный JSON: недопустимое логическое значение"_s;
+    case simdjson::N_ATOM_ERROR:
+        return u"некорректный JSON: недопустимое значение null"_s;
+    case simdjson::NUMBER_ERROR:
+        return u"некорректный JSON: недопустимое число"_s;
+    case simdjson::NUMBER_OUT_OF_RANGE:
+        return u"число вне допустимого диапазона"_s;
+    case simdjson::UTF8_ERROR:
+        return u"некорректный JSON: недопустимая последовательность UTF-8"_s;
+    case simdjson::UNESCAPED_CHARS:
+        return u"некорректный JSON: неэкранированный управляющий символ в строке"_s;
+    case simdjson::UNCLOSED_STRING:
+        return u"некорректный JSON: незакрытая строка"_s;
+    case simdjson::INCORRECT_TYPE:
+        return u"некорректный JSON: недопустимое значение"_s;
+    case simdjson::INCOMPLETE_ARRAY_OR_OBJECT:
+    case simdjson::OUT_OF_BOUNDS:
+        return u"некорректный JSON: ответ оборван"_s;
+    case simdjson::TRAILING_CONTENT:
+        return u"некорректный JSON: лишние данные после значения"_s;
+    case simdjson::SCALAR_DOCUMENT_AS_VALUE:
+        return expectedName(json_type::object);
+    case simdjson::UNSUPPORTED_ARCHITECTURE:
+        return u"разбор JSON не поддерживается этим процессором"_s;
+    default:
+        // The rest are the parser's own misuse, never the document's fault.
+        return u"внутренняя ошибка разбора JSON"_s;
+    }
+}
 
 void JsonValue::failAt(const JsonPath& path, const QString& what) {
     const QString where = path.toString();
@@ -82,7 +139,7 @@ void JsonValue::check(simdjson::error_code error) const {
 }
 
 json_type JsonValue::type() {
-    json_type result;
+    json_type result{};
     check(m_value.type().get(result));
     return result;
 }
@@ -93,17 +150,65 @@ void JsonValue::expectType(json_type expected) {
         fail(expectedName(expected) + u", получено: "_s + typeName(actual));
 }
 
+std::string_view JsonValue::rawScalar() {
+    std::string_view raw = m_value.raw_json_token();
+    while (!raw.empty() && (raw.back() == ' ' || raw.back() == '\n' || raw.back() == '\r' || raw.back() == '\t'))
+        raw.remove_suffix(1);
+    return raw;
+}
+
 bool JsonValue::isNull() {
-    return type() == json_type::null;
+    if (type() != json_type::null)
+        return false;
+    // The type is guessed from the first letter: "nul" or "nullx" must not pass for null.
+    bool null = false;
+    if (m_value.is_null().get(null) != simdjson::SUCCESS || !null)
+        fail(syntaxMessage(simdjson::N_ATOM_ERROR));
+    m_read = true;
+    return true;
+}
+
+void JsonValue::skip() {
+    m_read = true;
+    switch (type()) {
+    case json_type::object:
+        forEachField([](std::string_view, JsonValue&) {});
+        return;
+    case json_type::array:
+        forEachElement([](JsonValue&) {});
+        return;
+    case json_type::string: {
+        // Stage one has checked UTF-8 and control characters already; only escapes are left.
+        const std::string_view raw = rawScalar();
+        if (raw.find('\\') != std::string_view::npos) {
+            std::string_view text;
+            check(m_value.get_string().get(text));
+        }
+        return;
+    }
+    case json_type::number:
+        // Checked as text: JSON has no limit on a number's size, the parser's number types do.
+        if (!isJsonNumber(rawScalar()))
+            fail(syntaxMessage(simdjson::NUMBER_ERROR));
+        return;
+    case json_type::boolean: {
+        const std::string_view raw = rawScalar();
+        if (raw != "true" && raw != "false")
+            fail(syntaxMessage(simdjson::T_ATOM_ERROR));
+        return;
+    }
+    case json_type::null:
+        isNull();
+        return;
+    }
 }
 
 std::string_view JsonValue::toUtf8View() {
     expectType(json_type::string);
+    m_read = true;
     // Most strings carry no escapes: read them where they stand in the document instead of having
     // the parser copy every one of them into its own buffer first.
-    std::string_view raw = m_value.raw_json_token();
-    while (!raw.empty() && (raw.back() == ' ' || raw.back() == '\n' || raw.back() == '\r' || raw.back() == '\t'))
-        raw.remove_suffix(1);
+    const std::string_view raw = rawScalar();
     if (raw.size() >= 2 && raw.front() == '"' && raw.back() == '"') {
         const std::string_view content = raw.substr(1, raw.size() - 2);
         if (content.find('\\') == std::string_view::npos)
@@ -120,24 +225,29 @@ QString JsonValue::toString() {
 
 qint64 JsonValue::toInt64() {
     expectType(json_type::number);
-    number_type kind;
+    m_read = true;
+    number_type kind{};
     check(m_value.get_number_type().get(kind));
     if (kind == number_type::floating_point_number) {
-        std::string_view raw = m_value.raw_json_token();
-        while (!raw.empty() && (raw.back() == ' ' || raw.back() == '\n' || raw.back() == '\r' || raw.back() == '\t'))
-            raw.remove_suffix(1);
+        const std::string_view raw = rawScalar();
         fail(u"ожидалось целое число, получено «%1»"_s.arg(QString::fromUtf8(raw.data(), qsizetype(raw.size()))));
     }
     int64_t number = 0;
-    if (kind != number_type::signed_integer || m_value.get_int64().get(number) != simdjson::SUCCESS)
+    const simdjson::error_code error =
+        kind == number_type::signed_integer ? m_value.get_int64().get(number) : simdjson::NUMBER_OUT_OF_RANGE;
+    if (error == simdjson::NUMBER_ERROR)
+        fail(syntaxMessage(error));
+    if (error != simdjson::SUCCESS)
         fail(u"целое число вне 64-битного диапазона"_s);
     return number;
 }
 
 bool JsonValue::toBool() {
     expectType(json_type::boolean);
+    m_read = true;
     bool flag = false;
-    check(m_value.get_bool().get(flag));
+    if (m_value.get_bool().get(flag) != simdjson::SUCCESS)
+        fail(syntaxMessage(simdjson::T_ATOM_ERROR));
     return flag;
 }
 
@@ -179,7 +289,7 @@ JsonDocument::JsonDocument(const QByteArray& bytes) {
         error = parser().iterate(m_copy).get(m_document);
     }
     if (error != simdjson::SUCCESS)
-        JsonValue::failAt(m_rootPath, syntaxMessage(error));
+        JsonValue::failAt(m_rootPath, JsonValue::syntaxMessage(error));
 }
 
 JsonValue JsonDocument::root() {
@@ -187,18 +297,18 @@ JsonValue JsonDocument::root() {
     json_type type;
     simdjson::error_code error = m_document.type().get(type);
     if (error != simdjson::SUCCESS)
-        JsonValue::failAt(m_rootPath, syntaxMessage(error));
+        JsonValue::failAt(m_rootPath, JsonValue::syntaxMessage(error));
     if (type != json_type::object && type != json_type::array)
         JsonValue::failAt(m_rootPath, expectedName(json_type::object) + u", получено: "_s + typeName(type));
     simdjson::ondemand::value value;
     error = m_document.get_value().get(value);
     if (error != simdjson::SUCCESS)
-        JsonValue::failAt(m_rootPath, syntaxMessage(error));
+        JsonValue::failAt(m_rootPath, JsonValue::syntaxMessage(error));
     return JsonValue(value, m_rootPath);
 }
 
 void JsonDocument::finish() {
     // Past the root value the iterator has no location left unless something follows it.
     if (m_document.current_location().error() == simdjson::SUCCESS)
-        JsonValue::failAt(m_rootPath, syntaxMessage(simdjson::TRAILING_CONTENT));
+        JsonValue::failAt(m_rootPath, JsonValue::syntaxMessage(simdjson::TRAILING_CONTENT));
 }

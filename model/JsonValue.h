@@ -33,11 +33,13 @@ public:
     std::optional<qint64> toOptionalInt64();
     std::optional<bool> toOptionalBool();
 
-    // Calls visit(key, value) for every member of an object, in document order. Unknown keys are the
-    // caller's to skip: a value that visit leaves untouched is skipped by the parser.
+    // Calls visit(key, value) for every member of an object, in document order. A value that visit
+    // leaves unread (an unknown key) is still checked to its end: the parser alone would skip it
+    // unchecked, and an answer must be valid JSON throughout.
     template <class Visit> void forEachField(Visit&& visit) {
         simdjson::ondemand::object object;
         expectType(simdjson::ondemand::json_type::object);
+        m_read = true;
         check(m_value.get_object().get(object));
         for (auto fieldResult : object) {
             simdjson::ondemand::field field;
@@ -47,12 +49,15 @@ public:
             const JsonPath childPath(&m_path, key);
             JsonValue child(field.value(), childPath);
             visit(key, child);
+            if (!child.m_read)
+                child.skip();
         }
     }
 
     template <class Visit> void forEachElement(Visit&& visit) {
         simdjson::ondemand::array array;
         expectType(simdjson::ondemand::json_type::array);
+        m_read = true;
         check(m_value.get_array().get(array));
         qsizetype index = 0;
         for (auto elementResult : array) {
@@ -61,19 +66,29 @@ public:
             const JsonPath childPath(&m_path, index++);
             JsonValue child(element, childPath);
             visit(child);
+            if (!child.m_read)
+                child.skip();
         }
     }
 
+    // Checks a value nobody reads, to its end, without building anything of it.
+    void skip();
+
     [[noreturn]] void fail(const QString& what) const;
     [[noreturn]] static void failAt(const JsonPath& path, const QString& what);
+
+    // The Russian text for a parser error, as shown after "Ошибка данных: ".
+    static QString syntaxMessage(simdjson::error_code error);
 
 private:
     simdjson::ondemand::json_type type();
     void expectType(simdjson::ondemand::json_type expected);
     void check(simdjson::error_code error) const;
+    std::string_view rawScalar();
 
     simdjson::ondemand::value m_value;
     const JsonPath& m_path;
+    bool m_read = false; // read through, or checked by skip()
 };
 
 // Tracks which required keys of one object were seen; reports the first missing one.

@@ -12,12 +12,47 @@
 namespace {
 
 // UTF-16 code units needed: one per lead byte, one more per four-byte sequence (a surrogate pair).
-qsizetype utf16Length(const unsigned char* in, std::size_t size) {
+qsizetype utf16LengthScalar(const unsigned char* in, std::size_t size) {
     qsizetype units = 0;
     for (std::size_t i = 0; i < size; ++i)
         units += ((in[i] & 0xC0) != 0x80) + (in[i] >= 0xF0);
     return units;
 }
+
+#if defined(VEXO_UTF8_SIMD) && defined(__SSE2__)
+
+// The same count sixteen bytes at a time (SSE2 is part of every x86-64): per-lane byte counters,
+// summed before any of them can overflow.
+qsizetype utf16Length(const unsigned char* in, std::size_t size) {
+    const __m128i continuationBits = _mm_set1_epi8(char(0xC0));
+    const __m128i continuation = _mm_set1_epi8(char(0x80));
+    const __m128i fourByteLead = _mm_set1_epi8(char(0xF0));
+    const __m128i zero = _mm_setzero_si128();
+    qsizetype units = 0;
+    std::size_t i = 0;
+    while (i + 16 <= size) {
+        __m128i counts = zero;
+        for (int step = 0; step < 127 && i + 16 <= size; ++step, i += 16) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+            // Lanes are -1 where true: subtracting counts them.
+            const __m128i lead = _mm_xor_si128(_mm_cmpeq_epi8(_mm_and_si128(bytes, continuationBits), continuation),
+                                               _mm_set1_epi8(char(0xFF)));
+            const __m128i surrogatePair = _mm_cmpeq_epi8(_mm_max_epu8(bytes, fourByteLead), bytes);
+            counts = _mm_sub_epi8(_mm_sub_epi8(counts, lead), surrogatePair);
+        }
+        const __m128i sums = _mm_sad_epu8(counts, zero);
+        units += _mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_unpackhi_epi64(sums, sums));
+    }
+    return units + utf16LengthScalar(in + i, size - i);
+}
+
+#else
+
+qsizetype utf16Length(const unsigned char* in, std::size_t size) {
+    return utf16LengthScalar(in, size);
+}
+
+#endif
 
 #ifdef VEXO_UTF8_SIMD
 
@@ -42,52 +77,68 @@ const std::array<std::array<std::uint8_t, 16>, 256>& packTable() {
     return table;
 }
 
-// Text made of ASCII and two-byte sequences (Latin, Cyrillic, Greek…) eight bytes at a time;
-// stops where a longer sequence starts or where fewer than 16 input bytes or 16 output units
-// remain. Returns how far it got in both.
-__attribute__((target("ssse3"))) std::pair<std::size_t, std::size_t>
+// Text made of ASCII and two-byte sequences (Latin, Cyrillic, Greek…) sixteen bytes at a time, at a
+// fixed stride: a two-byte sequence that straddles two blocks is decoded in the first (the second
+// byte is read from the next block) and its continuation byte, like every continuation byte, yields
+// nothing in the second. Stops before a block holding a longer sequence, or where fewer than 17
+// input bytes or 16 output units remain. Returns how far it got in both, always at a character
+// boundary.
+__attribute__((target("ssse3,popcnt"))) std::pair<std::size_t, std::size_t>
 decodeTwoByteRuns(const unsigned char* in, std::size_t size, char16_t* out, std::size_t outSize) {
     const auto& table = packTable();
     const __m128i limit = _mm_set1_epi8(char(0xDF));
     const __m128i zero = _mm_setzero_si128();
+    const __m128i leadBits = _mm_set1_epi16(0x1F);
+    const __m128i payloadBits = _mm_set1_epi16(0x3F);
+    const __m128i lastContinuation = _mm_set1_epi16(0xBF);
     std::size_t i = 0;
     std::size_t o = 0;
-    while (i + 16 <= size && o + 16 <= outSize) {
+    std::size_t carried = 0; // the block before ended in a lead byte whose partner starts this one
+    while (i + 17 <= size && o + 16 <= outSize) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
-        const int ascii = _mm_movemask_epi8(bytes);
-        if (ascii == 0) {
+        if (_mm_movemask_epi8(bytes) == 0) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(out + o), _mm_unpacklo_epi8(bytes, zero));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(out + o + 8), _mm_unpackhi_epi8(bytes, zero));
             i += 16;
             o += 16;
+            carried = 0;
             continue;
         }
-        // Bytes 0..8 must all be below 0xE0: no three- or four-byte sequence in this step.
-        const int small = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(bytes, limit), limit));
-        if ((small & 0x1FF) != 0x1FF)
+        // No byte of a three- or four-byte sequence in this block.
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(bytes, limit), limit)) != 0xFFFF)
             break;
-        const __m128i low = _mm_unpacklo_epi8(bytes, zero);                     // b[0..7] as 16-bit
-        const __m128i high = _mm_unpacklo_epi8(_mm_srli_si128(bytes, 1), zero); // b[1..8]
-        const __m128i isLead = _mm_cmpgt_epi16(low, _mm_set1_epi16(0xBF));
-        const __m128i pair = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(low, _mm_set1_epi16(0x1F)), 6),
-                                          _mm_and_si128(high, _mm_set1_epi16(0x3F)));
-        const __m128i values = _mm_or_si128(_mm_and_si128(isLead, pair), _mm_andnot_si128(isLead, low));
-        // Continuation bytes (10xxxxxx) start no character.
-        const __m128i top = _mm_and_si128(bytes, _mm_set1_epi8(char(0xC0)));
-        const int continuation = _mm_movemask_epi8(_mm_cmpeq_epi8(top, _mm_set1_epi8(char(0x80))));
-        const int starts = ~continuation & 0xFF;
-        const __m128i packed =
-            _mm_shuffle_epi8(values, _mm_loadu_si128(reinterpret_cast<const __m128i*>(table[starts].data())));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + o), packed);
-        o += std::size_t(__builtin_popcount(unsigned(starts)));
-        // A lead byte at 7 took its continuation at 8 with it.
-        i += 8 + ((continuation >> 8) & 1);
+        const __m128i following = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i + 1));
+        const int continuation = _mm_movemask_epi8(
+            _mm_cmpeq_epi8(_mm_and_si128(bytes, _mm_set1_epi8(char(0xC0))), _mm_set1_epi8(char(0x80))));
+        const int starts = ~continuation & 0xFFFF;
+
+        const auto decodeHalf = [&](__m128i half, __m128i next) {
+            const __m128i isLead = _mm_cmpgt_epi16(half, lastContinuation);
+            const __m128i pair =
+                _mm_or_si128(_mm_slli_epi16(_mm_and_si128(half, leadBits), 6), _mm_and_si128(next, payloadBits));
+            return _mm_or_si128(_mm_and_si128(isLead, pair), _mm_andnot_si128(isLead, half));
+        };
+        const __m128i low = decodeHalf(_mm_unpacklo_epi8(bytes, zero), _mm_unpacklo_epi8(following, zero));
+        const __m128i high = decodeHalf(_mm_unpackhi_epi8(bytes, zero), _mm_unpackhi_epi8(following, zero));
+        const int lowStarts = starts & 0xFF;
+        const int highStarts = starts >> 8;
+        _mm_storeu_si128(
+            reinterpret_cast<__m128i*>(out + o),
+            _mm_shuffle_epi8(low, _mm_loadu_si128(reinterpret_cast<const __m128i*>(table[lowStarts].data()))));
+        o += std::size_t(_mm_popcnt_u32(unsigned(lowStarts)));
+        _mm_storeu_si128(
+            reinterpret_cast<__m128i*>(out + o),
+            _mm_shuffle_epi8(high, _mm_loadu_si128(reinterpret_cast<const __m128i*>(table[highStarts].data()))));
+        o += std::size_t(_mm_popcnt_u32(unsigned(highStarts)));
+        // Byte 15 a lead (not ASCII, not a continuation): its partner, byte 16, is taken already.
+        carried = std::size_t((starts >> 15) & (_mm_movemask_epi8(bytes) >> 15) & 1);
+        i += 16;
     }
-    return {i, o};
+    return {i + carried, o};
 }
 
 bool hasSsse3() {
-    static const bool supported = __builtin_cpu_supports("ssse3");
+    static const bool supported = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
     return supported;
 }
 

@@ -37,3 +37,5 @@ struct VexoTask {
 
     bool operator==(const VexoTask&) const = default;
 };
+// Lists of tasks grow by moving memory, not task by task.
+Q_DECLARE_TYPEINFO(VexoTask, Q_RELOCATABLE_TYPE);

@@ -2,18 +2,15 @@
 
 #include "APIError.h"
 #include "DecodeError.h"
+#include "HttpClient.h"
 #include "HttpStatusPhrase.h"
 #include "JsonValue.h"
 #include "ServiceLog.h"
 #include "TransportError.h"
 
-#include <QCoroNetworkReply>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -21,11 +18,8 @@ namespace {
 
 const QString tokenKey = u"vexo_token"_s;
 
-// A reply is deleted only once control is back in the event loop: the coroutine resumes from inside
-// the reply's own finished() emission.
-struct LaterDeleter {
-    void operator()(QNetworkReply* reply) const { reply->deleteLater(); }
-};
+// Answers are decoded where they were received.
+static_assert(simdjson::SIMDJSON_PADDING <= HttpExchange::bodyPadding);
 
 // Step 10: the service's {"error": "…"} text when there is one, else the standard phrase.
 QString errorMessage(const QByteArray& body, int statusCode) {
@@ -70,18 +64,17 @@ APIService::UsersResp APIService::UsersResp::fromJson(JsonValue& value) {
 }
 
 APIService::APIService(QString base, QNetworkAccessManager& network, const KeyValueStore& store,
-                       std::chrono::milliseconds timeout)
+                       std::chrono::milliseconds timeout, qint64 maxAnswerBytes)
     : m_base(std::move(base))
-    , m_network(network)
     , m_store(store)
-    , m_timeout(timeout) {}
+    , m_timeout(timeout)
+    , m_maxAnswerBytes(maxAnswerBytes)
+    , m_client(std::make_unique<HttpClient>(network)) {}
+
+APIService::~APIService() = default;
 
 void APIService::abortPending() const {
-    const auto replies = m_network.findChildren<QNetworkReply*>();
-    for (QNetworkReply* reply : replies) {
-        if (reply->isRunning())
-            reply->abort();
-    }
+    m_client->abortAll();
 }
 
 QString APIService::configuredBase() {
@@ -100,47 +93,38 @@ QCoro::Task<QByteArray> APIService::send(QString path, QString method, std::opti
 
 QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::optional<QJsonObject> body,
                                            bool authorized) const {
-    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+    const QString scheme = url.scheme().toLower();
+    if (!url.isValid() || url.host().isEmpty() || (scheme != u"http"_s && scheme != u"https"_s))
         throw APIError::invalidResponse();
     const QString path = url.path();
 
-    QNetworkRequest request(url);
-    request.setTransferTimeout(int(m_timeout.count()));
-    // Following redirects is fine; dropping from https to http is not.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    HttpRequest request;
+    request.url = std::move(url);
+    request.method = method.toLatin1();
+    request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
     if (authorized) {
         if (const auto token = m_store.text(tokenKey))
-            request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+            request.headers.append({QByteArray("Authorization"), "Bearer " + token->toUtf8()});
     }
-    QByteArray payload;
     if (body)
-        payload = QJsonDocument(*body).toJson(QJsonDocument::Compact);
+        request.body = QJsonDocument(*body).toJson(QJsonDocument::Compact);
 
     QElapsedTimer clock;
     clock.start();
-    std::unique_ptr<QNetworkReply, LaterDeleter> reply(
-        m_network.sendCustomRequest(request, method.toLatin1(), payload));
-    co_await reply.get();
-
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) {
-        qCInfo(lcService) << method << path << "failed:" << reply->error() << clock.elapsed() << "ms";
-        if (reply->error() != QNetworkReply::NoError)
-            throw TransportError(reply->error(), reply->errorString());
-        throw APIError::invalidResponse();
+    // Nothing of this object is touched once the answer is in: the last requests may end while the
+    // service is being destroyed.
+    HttpResponse response;
+    try {
+        response = co_await m_client->send(std::move(request), m_timeout, m_maxAnswerBytes);
+    } catch (const TransportError& error) {
+        qCInfo(lcService) << method << path << "failed:" << error.code() << clock.elapsed() << "ms";
+        throw;
     }
-    const int statusCode = status.toInt();
+    const int statusCode = response.statusCode;
     qCDebug(lcService) << method << path << statusCode << clock.elapsed() << "ms";
-    // Read into a buffer with room for the JSON parser's padding, so decoding needs no copy of it.
-    QByteArray answer;
-    const qint64 available = reply->bytesAvailable();
-    answer.reserve(available + qint64(simdjson::SIMDJSON_PADDING));
-    answer.resize(available);
-    answer.resize(qMax<qint64>(0, reply->read(answer.data(), available)));
     if (statusCode >= 200 && statusCode <= 299)
-        co_return answer;
-    throw APIError::httpError(statusCode, errorMessage(answer, statusCode));
+        co_return std::move(response.body);
+    throw APIError::httpError(statusCode, errorMessage(response.body, statusCode));
 }
 
 template <class T>

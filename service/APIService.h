@@ -13,15 +13,18 @@
 #include <QUrl>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 
+class HttpClient;
 class JsonValue;
 class QNetworkAccessManager;
 
 // The one place where the client talks to the service. Every call goes through request(), which
-// builds the request the same way, sends it on the process's one network manager and turns the
-// answer into a record, an APIError, or a TransportError for failures of the connection itself.
-// No retries, no response cache, no token refresh.
+// builds the request the same way, sends it and turns the answer into a record, an APIError, or a
+// TransportError for failures of the connection itself. No retries, no response cache, no token
+// refresh. One time-out covers each whole transfer, and no answer larger than the size limit is
+// taken in.
 class APIService final {
 public:
     // Acknowledgement of deletions, archiving and sending to the bot.
@@ -41,10 +44,16 @@ public:
     };
 
     static constexpr std::chrono::milliseconds defaultTimeout{30'000};
+    static constexpr qint64 defaultMaxAnswerBytes = 256 * 1024 * 1024;
 
-    // `base` is scheme and host without a trailing slash; paths are appended to it as text.
+    // `base` is scheme and host without a trailing slash; paths are appended to it as text. Connections
+    // follow `network`'s proxy setting.
     APIService(QString base, QNetworkAccessManager& network, const KeyValueStore& store,
-               std::chrono::milliseconds timeout = defaultTimeout);
+               std::chrono::milliseconds timeout = defaultTimeout, qint64 maxAnswerBytes = defaultMaxAnswerBytes);
+    // Requests still running end with their transport error first.
+    ~APIService();
+    APIService(const APIService&) = delete;
+    APIService& operator=(const APIService&) = delete;
 
     const QString& base() const { return m_base; }
 
@@ -90,8 +99,8 @@ public:
     QUrl attachmentFileURL(qint64 taskId, qint64 attachmentId) const;
     QUrl avatarURL(const QString& identifier) const;
 
-    // Ends every request still on the wire: each waiting caller gets its transport error now
-    // instead of waiting on a reply that the network manager's destruction would silently delete.
+    // Ends every request still on the wire: each waiting caller gets its transport error
+    // (OperationCanceledError) now, instead of waiting on a connection that shutting down would cut.
     void abortPending() const;
 
     static QString tasksQuery(bool archived, std::optional<TaskStatus> status, std::optional<qint64> folderId);
@@ -102,7 +111,8 @@ private:
     QCoro::Task<QByteArray> sendTo(QUrl url, QString method, std::optional<QJsonObject> body, bool authorized) const;
 
     QString m_base;
-    QNetworkAccessManager& m_network;
     const KeyValueStore& m_store;
     std::chrono::milliseconds m_timeout;
+    qint64 m_maxAnswerBytes;
+    std::unique_ptr<HttpClient> m_client;
 };

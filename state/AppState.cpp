@@ -100,8 +100,8 @@ void AppState::setStatsRange(QString range) {
 }
 
 QList<qsizetype> AppState::filteredIndexes() const {
-    return TaskFiltering::visibleIndexes(m_tasks, m_deadlines, m_sidebarItem, m_dateFilter, m_priorityFilter,
-                                         m_clock.now());
+    return TaskFiltering::visibleIndexes(m_taskList.tasks(), m_taskList.deadlines(), m_sidebarItem, m_dateFilter,
+                                         m_priorityFilter, m_clock.now());
 }
 
 QList<VexoTask> AppState::filteredTasks() const {
@@ -109,49 +109,28 @@ QList<VexoTask> AppState::filteredTasks() const {
     QList<VexoTask> visible;
     visible.reserve(indexes.size());
     for (qsizetype index : indexes)
-        visible.append(m_tasks[index]);
+        visible.append(m_taskList.tasks()[index]);
     return visible;
 }
 
 TaskFiltering::Counts AppState::counts() const {
-    return TaskFiltering::count(m_tasks, m_deadlines, m_clock.now());
+    return TaskFiltering::count(m_taskList.tasks(), m_taskList.deadlines(), m_clock.now());
 }
 
 void AppState::setTasks(QList<VexoTask> tasks) {
-    if (tasks == m_tasks)
-        return;
-    m_deadlines = TaskFiltering::deadlinesOf(tasks);
-    m_tasks = std::move(tasks);
-    Q_EMIT tasksChanged();
-    Q_EMIT tasksReloaded();
+    if (m_taskList.assign(std::move(tasks)))
+        Q_EMIT tasksChanged();
 }
 
 void AppState::replaceTask(const VexoTask& task) {
-    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
-        if (m_tasks[i].id == task.id) {
-            if (m_tasks[i] != task) {
-                m_tasks[i] = task;
-                m_deadlines[i] = TaskFiltering::deadlineOf(task);
-                Q_EMIT tasksChanged();
-                Q_EMIT taskContentChanged(task.id);
-            }
-            break;
-        }
-    }
+    if (m_taskList.replaceFirst(task))
+        Q_EMIT tasksChanged();
     if (m_selectedTask && m_selectedTask->id == task.id)
         setSelectedTask(task);
 }
 
 void AppState::removeTasks(qint64 id) {
-    bool removed = false;
-    for (qsizetype i = m_tasks.size() - 1; i >= 0; --i) {
-        if (m_tasks[i].id == id) {
-            m_tasks.removeAt(i);
-            m_deadlines.removeAt(i);
-            removed = true;
-        }
-    }
-    if (removed)
+    if (m_taskList.removeAll(id))
         Q_EMIT tasksChanged();
     if (m_selectedTask && m_selectedTask->id == id)
         setSelectedTask(std::nullopt);
@@ -247,8 +226,7 @@ QCoro::Task<void> AppState::createTask(QString title, TaskPriority priority, std
         if (!self)
             co_return;
         // At the front, whatever the selection and filters.
-        m_tasks.prepend(task);
-        m_deadlines.prepend(TaskFiltering::deadlineOf(task));
+        m_taskList.prepend(task);
         Q_EMIT tasksChanged();
         showToast(u"Задача создана"_s);
     } catch (...) {
@@ -319,15 +297,12 @@ QCoro::Task<void> AppState::sendToBot(qint64 id) {
         co_await m_api.sendTaskToBot(id);
         if (!self)
             co_return;
-        for (VexoTask& task : m_tasks) {
-            if (task.id == id) {
-                if (task.sentToBot != 1) {
-                    task.sentToBot = 1;
-                    Q_EMIT tasksChanged();
-                    Q_EMIT taskContentChanged(id);
-                }
-                break;
-            }
+        // The first task with that id; the selected task keeps what it had.
+        if (const int row = m_taskList.rowOf(id); row >= 0) {
+            VexoTask sent = m_taskList.tasks()[row];
+            sent.sentToBot = 1;
+            if (m_taskList.replaceFirst(sent))
+                Q_EMIT tasksChanged();
         }
         showToast(u"Отправлено в Telegram"_s);
     } catch (...) {

@@ -6,6 +6,7 @@
 #include "KeyValueStore.h"
 #include "SidebarItem.h"
 #include "TaskFiltering.h"
+#include "TaskList.h"
 
 #include <QCoroTask>
 #include <QObject>
@@ -58,7 +59,9 @@ public:
     const std::optional<QString>& token() const { return m_token; }
     const std::optional<User>& currentUser() const { return m_currentUser; }
     const SidebarItem& sidebarItem() const { return m_sidebarItem; }
-    const QList<VexoTask>& tasks() const { return m_tasks; }
+    const QList<VexoTask>& tasks() const { return m_taskList.tasks(); }
+    // The same tasks as a list model that announces every change row by row.
+    const TaskList& taskList() const { return m_taskList; }
     bool isLoadingTasks() const { return m_isLoadingTasks; }
     DateFilter dateFilter() const { return m_dateFilter; }
     std::optional<TaskPriority> priorityFilter() const { return m_priorityFilter; }
@@ -139,11 +142,8 @@ Q_SIGNALS:
     void tokenChanged();
     void currentUserChanged();
     void sidebarItemChanged();
+    // After every change of tasks; taskList() has told its rows by then.
     void tasksChanged();
-    // Finer news for list views, sent after tasksChanged: one task's fields changed in place, or the
-    // whole list was replaced by a load.
-    void taskContentChanged(qint64 id);
-    void tasksReloaded();
     void isLoadingTasksChanged();
     void dateFilterChanged();
     void priorityFilterChanged();
@@ -188,8 +188,7 @@ private:
     std::optional<QString> m_token;
     std::optional<User> m_currentUser;
     SidebarItem m_sidebarItem = SidebarItem::allTasks();
-    QList<VexoTask> m_tasks;
-    QList<qint64> m_deadlines; // parsed deadlines of m_tasks, kept in step with it
+    TaskList m_taskList;
     bool m_isLoadingTasks = false;
     DateFilter m_dateFilter = DateFilter::all;
     std::optional<TaskPriority> m_priorityFilter;

@@ -31,46 +31,43 @@ std::pair<qint64, qint64> localDay(const QDateTime& moment) {
 
 } // namespace
 
+Filter::Filter(const SidebarItem& sidebarItem, DateFilter dateFilter, std::optional<TaskPriority> priorityFilter,
+               const QDateTime& now)
+    : m_byDate(dateFilter != DateFilter::all && !sidebarItem.showsArchive())
+    , m_priority(priorityFilter) {
+    if (!m_byDate)
+        return;
+    switch (dateFilter) {
+    case DateFilter::today: {
+        const auto [start, end] = localDay(now);
+        m_from = start;
+        m_to = end - 1;
+        break;
+    }
+    case DateFilter::tomorrow: {
+        const auto [start, end] = localDay(now.toLocalTime().addDays(1));
+        m_from = start;
+        m_to = end - 1;
+        break;
+    }
+    case DateFilter::week:
+        m_from = now.toMSecsSinceEpoch();
+        m_to = now.toLocalTime().addDays(7).toMSecsSinceEpoch();
+        break;
+    case DateFilter::all:
+        break;
+    }
+}
+
 QList<qsizetype> visibleIndexes(const QList<VexoTask>& tasks, const QList<qint64>& deadlines,
                                 const SidebarItem& sidebarItem, DateFilter dateFilter,
                                 std::optional<TaskPriority> priorityFilter, const QDateTime& now) {
-    const bool byDate = dateFilter != DateFilter::all && !sidebarItem.showsArchive();
-    qint64 from = 0;
-    qint64 to = 0; // inclusive bounds when byDate
-    if (byDate) {
-        switch (dateFilter) {
-        case DateFilter::today: {
-            const auto [start, end] = localDay(now);
-            from = start;
-            to = end - 1;
-            break;
-        }
-        case DateFilter::tomorrow: {
-            const auto [start, end] = localDay(now.toLocalTime().addDays(1));
-            from = start;
-            to = end - 1;
-            break;
-        }
-        case DateFilter::week:
-            from = now.toMSecsSinceEpoch();
-            to = now.toLocalTime().addDays(7).toMSecsSinceEpoch();
-            break;
-        case DateFilter::all:
-            break;
-        }
-    }
-
+    const Filter filter(sidebarItem, dateFilter, priorityFilter, now);
     QList<qsizetype> visible;
     visible.reserve(tasks.size());
     for (qsizetype i = 0; i < tasks.size(); ++i) {
-        if (byDate) {
-            const qint64 deadline = deadlines[i];
-            if (deadline == noDeadline || deadline < from || deadline > to)
-                continue;
-        }
-        if (priorityFilter && tasks[i].priority != *priorityFilter)
-            continue;
-        visible.append(i);
+        if (filter.accepts(tasks[i], deadlines[i]))
+            visible.append(i);
     }
     return visible;
 }

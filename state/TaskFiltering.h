@@ -25,6 +25,27 @@ struct Counts {
     bool operator==(const Counts&) const = default;
 };
 
+// The date and priority narrowing for one moment, ready to ask of one task at a time. The calendar
+// bounds are worked out once, when it is made.
+class Filter final {
+public:
+    Filter(const SidebarItem& sidebarItem, DateFilter dateFilter, std::optional<TaskPriority> priorityFilter,
+           const QDateTime& now);
+
+    // `deadline` is the task's deadline as deadlineOf() gives it.
+    bool accepts(const VexoTask& task, qint64 deadline) const {
+        if (m_byDate && (deadline == noDeadline || deadline < m_from || deadline > m_to))
+            return false;
+        return !m_priority || task.priority == *m_priority;
+    }
+
+private:
+    bool m_byDate = false;
+    qint64 m_from = 0; // inclusive bounds, when m_byDate
+    qint64 m_to = 0;
+    std::optional<TaskPriority> m_priority;
+};
+
 // A task's deadline for filtering: present, non-empty and readable, else noDeadline.
 qint64 deadlineOf(const VexoTask& task);
 QList<qint64> deadlinesOf(const QList<VexoTask>& tasks);

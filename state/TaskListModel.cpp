@@ -1,33 +1,63 @@
 #include "TaskListModel.h"
 
 #include "AppState.h"
+#include "TaskList.h"
+
+#include <algorithm>
+
+namespace {
+
+// Beyond this many separate runs of rows coming and going, one reset is cheaper for every listener
+// than that many row signals.
+constexpr int maxRunsBeforeReset = 8;
+
+} // namespace
 
 TaskListModel::TaskListModel(AppState& state, QObject* parent)
     : QAbstractListModel(parent)
-    , m_state(state) {
-    m_indexes = m_state.filteredIndexes();
-    for (qsizetype index : std::as_const(m_indexes))
-        m_ids.append(m_state.tasks()[index].id);
-    for (auto signal : {&AppState::tasksChanged, &AppState::dateFilterChanged, &AppState::priorityFilterChanged,
-                        &AppState::sidebarItemChanged})
+    , m_state(state)
+    , m_source(state.taskList()) {
+    const TaskFiltering::Filter current = filter();
+    for (int row = 0; row < m_source.rowCount(); ++row) {
+        if (accepts(current, row))
+            m_rows.append(row);
+    }
+
+    connect(&m_source, &QAbstractItemModel::rowsInserted, this,
+            [this](const QModelIndex&, int first, int last) { sourceRowsInserted(first, last); });
+    connect(&m_source, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+            [this](const QModelIndex&, int first, int last) { sourceRowsAboutToBeRemoved(first, last); });
+    connect(&m_source, &QAbstractItemModel::rowsRemoved, this,
+            [this](const QModelIndex&, int first, int last) { sourceRowsRemoved(first, last); });
+    connect(&m_source, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
+                sourceDataChanged(topLeft.row(), bottomRight.row(), roles);
+            });
+    // The loaded list never moves rows or changes its layout; were it ever to, a reset is correct.
+    connect(&m_source, &QAbstractItemModel::modelAboutToBeReset, this, &TaskListModel::sourceAboutToReset);
+    connect(&m_source, &QAbstractItemModel::modelReset, this, &TaskListModel::sourceReset);
+    connect(&m_source, &QAbstractItemModel::rowsAboutToBeMoved, this, &TaskListModel::sourceAboutToReset);
+    connect(&m_source, &QAbstractItemModel::rowsMoved, this, &TaskListModel::sourceReset);
+    connect(&m_source, &QAbstractItemModel::layoutAboutToBeChanged, this, &TaskListModel::sourceAboutToReset);
+    connect(&m_source, &QAbstractItemModel::layoutChanged, this, &TaskListModel::sourceReset);
+
+    for (auto signal : {&AppState::dateFilterChanged, &AppState::priorityFilterChanged, &AppState::sidebarItemChanged})
         connect(&m_state, signal, this, &TaskListModel::refresh);
-    connect(&m_state, &AppState::taskContentChanged, this, &TaskListModel::contentChanged);
-    connect(&m_state, &AppState::tasksReloaded, this, &TaskListModel::reloaded);
     m_clockTick.setInterval(30'000);
     connect(&m_clockTick, &QTimer::timeout, this, &TaskListModel::refresh);
     m_clockTick.start();
 }
 
 int TaskListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : int(m_indexes.size());
+    return parent.isValid() ? 0 : int(m_rows.size());
 }
 
 const VexoTask& TaskListModel::taskAt(int row) const {
-    return m_state.tasks()[m_indexes[row]];
+    return m_source.tasks()[m_rows[row]];
 }
 
 QVariant TaskListModel::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || index.row() >= m_indexes.size())
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
     const VexoTask& task = taskAt(index.row());
     switch (role) {
@@ -49,61 +79,155 @@ QHash<int, QByteArray> TaskListModel::roleNames() const {
 }
 
 int TaskListModel::rowOf(qint64 taskId) const {
-    return int(m_ids.indexOf(taskId));
+    const int sourceRow = m_source.rowOf(taskId);
+    if (sourceRow < 0)
+        return -1;
+    const int row = lowerRow(sourceRow);
+    return row < m_rows.size() && m_rows[row] == sourceRow ? row : -1;
+}
+
+TaskFiltering::Filter TaskListModel::filter() const {
+    return TaskFiltering::Filter(m_state.sidebarItem(), m_state.dateFilter(), m_state.priorityFilter(),
+                                 m_state.clock().now());
+}
+
+bool TaskListModel::accepts(const TaskFiltering::Filter& filter, int sourceRow) const {
+    return filter.accepts(m_source.tasks()[sourceRow], m_source.deadlines()[sourceRow]);
+}
+
+int TaskListModel::lowerRow(int sourceRow) const {
+    return int(std::lower_bound(m_rows.cbegin(), m_rows.cend(), sourceRow) - m_rows.cbegin());
+}
+
+void TaskListModel::insertShown(int at, const QList<int>& sourceRows) {
+    beginInsertRows({}, at, at + int(sourceRows.size()) - 1);
+    m_rows.insert(at, sourceRows.size(), 0);
+    std::copy(sourceRows.cbegin(), sourceRows.cend(), m_rows.begin() + at);
+    endInsertRows();
+}
+
+void TaskListModel::removeShown(int first, int last) {
+    beginRemoveRows({}, first, last);
+    m_rows.remove(first, last - first + 1);
+    endRemoveRows();
 }
 
 void TaskListModel::refresh() {
-    const QList<qsizetype> next = m_state.filteredIndexes();
-    QList<qint64> nextIds;
-    nextIds.reserve(next.size());
-    for (qsizetype index : next)
-        nextIds.append(m_state.tasks()[index].id);
-    const qsizetype oldSize = m_ids.size();
-    const qsizetype newSize = nextIds.size();
+    const TaskFiltering::Filter current = filter();
+    QList<int> next;
+    next.reserve(m_source.rowCount());
+    for (int row = 0; row < m_source.rowCount(); ++row) {
+        if (accepts(current, row))
+            next.append(row);
+    }
+    if (next == m_rows)
+        return;
 
-    // Same ids at the front and at the back are the same rows; only the middle differs.
-    qsizetype prefix = 0;
-    while (prefix < oldSize && prefix < newSize && m_ids[prefix] == nextIds[prefix])
-        ++prefix;
-    qsizetype suffix = 0;
-    while (suffix < oldSize - prefix && suffix < newSize - prefix &&
-           m_ids[oldSize - 1 - suffix] == nextIds[newSize - 1 - suffix])
-        ++suffix;
-    const qsizetype oldMiddle = oldSize - prefix - suffix;
-    const qsizetype newMiddle = newSize - prefix - suffix;
-
-    if (oldMiddle > 0 && newMiddle > 0) {
-        // Different tasks in between: a new list rather than an edit of the old one.
+    // Both lists are ascending: one pass finds the runs of rows that go (as rows shown now) and the
+    // runs that come (as positions in `next`).
+    QList<std::pair<int, int>> going;
+    QList<std::pair<int, int>> coming;
+    for (int row = 0, n = 0; row < m_rows.size() || n < next.size();) {
+        if (n == next.size() || (row < m_rows.size() && m_rows[row] < next[n])) {
+            if (!going.isEmpty() && going.last().second == row - 1)
+                going.last().second = row;
+            else
+                going.append({row, row});
+            ++row;
+        } else if (row == m_rows.size() || next[n] < m_rows[row]) {
+            if (!coming.isEmpty() && coming.last().second == n - 1)
+                coming.last().second = n;
+            else
+                coming.append({n, n});
+            ++n;
+        } else {
+            ++row;
+            ++n;
+        }
+    }
+    if (going.size() + coming.size() > maxRunsBeforeReset) {
         beginResetModel();
-        m_indexes = next;
-        m_ids = nextIds;
+        m_rows = std::move(next);
         endResetModel();
         return;
     }
-    if (oldMiddle > 0) {
-        beginRemoveRows({}, int(prefix), int(prefix + oldMiddle - 1));
-        m_indexes = next;
-        m_ids = nextIds;
-        endRemoveRows();
-    } else if (newMiddle > 0) {
-        beginInsertRows({}, int(prefix), int(prefix + newMiddle - 1));
-        m_indexes = next;
-        m_ids = nextIds;
-        endInsertRows();
-    } else {
-        // Same rows; their places in the state's list may still have moved (a task put in front).
-        m_indexes = next;
+    for (auto run = going.crbegin(); run != going.crend(); ++run)
+        removeShown(run->first, run->second);
+    for (const auto& [first, last] : std::as_const(coming))
+        insertShown(lowerRow(next[first]), next.mid(first, last - first + 1));
+}
+
+void TaskListModel::sourceRowsInserted(int first, int last) {
+    const int count = last - first + 1;
+    const int at = lowerRow(first);
+    // The rows shown after the new ones keep their tasks; only their places in the source moved.
+    for (int row = at; row < m_rows.size(); ++row)
+        m_rows[row] += count;
+    const TaskFiltering::Filter current = filter();
+    QList<int> shown;
+    for (int sourceRow = first; sourceRow <= last; ++sourceRow) {
+        if (accepts(current, sourceRow))
+            shown.append(sourceRow);
     }
+    if (!shown.isEmpty())
+        insertShown(at, shown);
 }
 
-void TaskListModel::contentChanged(qint64 id) {
-    const int row = rowOf(id);
-    if (row >= 0)
-        Q_EMIT dataChanged(index(row), index(row));
+void TaskListModel::sourceRowsAboutToBeRemoved(int first, int last) {
+    // The source still holds the rows: whoever hears of their removal here can still read them.
+    const int from = lowerRow(first);
+    const int to = lowerRow(last + 1);
+    if (to > from)
+        removeShown(from, to - 1);
 }
 
-void TaskListModel::reloaded() {
-    // A load may bring new contents under the same ids: every row that stayed is news.
-    if (!m_indexes.isEmpty())
-        Q_EMIT dataChanged(index(0), index(int(m_indexes.size()) - 1));
+void TaskListModel::sourceRowsRemoved(int first, int last) {
+    const int count = last - first + 1;
+    for (int row = lowerRow(first); row < m_rows.size(); ++row)
+        m_rows[row] -= count;
+}
+
+void TaskListModel::sourceDataChanged(int first, int last, const QList<int>& roles) {
+    const TaskFiltering::Filter current = filter();
+    int changedFrom = -1;
+    int changedTo = -1;
+    const auto flush = [&] {
+        if (changedFrom >= 0)
+            Q_EMIT dataChanged(index(changedFrom), index(changedTo), roles);
+        changedFrom = -1;
+    };
+    for (int sourceRow = first; sourceRow <= last; ++sourceRow) {
+        const int row = lowerRow(sourceRow);
+        const bool shown = row < m_rows.size() && m_rows[row] == sourceRow;
+        const bool wanted = accepts(current, sourceRow);
+        if (shown && wanted) {
+            if (changedFrom >= 0 && changedTo == row - 1) {
+                changedTo = row;
+            } else {
+                flush();
+                changedFrom = changedTo = row;
+            }
+        } else if (shown) {
+            flush();
+            removeShown(row, row);
+        } else if (wanted) {
+            flush();
+            insertShown(row, {sourceRow});
+        }
+    }
+    flush();
+}
+
+void TaskListModel::sourceAboutToReset() {
+    beginResetModel();
+    m_rows.clear();
+}
+
+void TaskListModel::sourceReset() {
+    const TaskFiltering::Filter current = filter();
+    for (int row = 0; row < m_source.rowCount(); ++row) {
+        if (accepts(current, row))
+            m_rows.append(row);
+    }
+    endResetModel();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TaskFiltering.h"
 #include "VexoTask.h"
 
 #include <QAbstractListModel>
@@ -8,11 +9,13 @@
 #include <functional>
 
 class AppState;
+class TaskList;
 
-// The task list as the view sees it: AppState's filtered tasks, kept in step with row-level
-// signals. A change of one task changes one row, a new task inserts one, a removed task removes one;
-// the view resets only when the whole list is replaced. Rows point into the state's own list, so a
-// list of 100,000 tasks is not copied again.
+// The task list as the view sees it: AppState's loaded tasks narrowed by the date and priority
+// filters, in the service's order. It keeps only the positions of the rows it shows (no copies of
+// tasks) and follows the loaded list row by row: a task added, removed or changed there is one row
+// inserted, removed or changed here, so rows that did not change keep their selection and place. A
+// change of filters changes the rows it concerns, or the whole list when that is simpler.
 class TaskListModel final : public QAbstractListModel {
     Q_OBJECT
 
@@ -31,16 +34,28 @@ public:
     // The text assistive technology reads for a row (the view knows the words).
     void setAccessibleText(std::function<QString(const VexoTask&)> describe) { m_describe = std::move(describe); }
 
-    // Brings the rows in line with the state; also run on a timer, since "today" moves on its own.
+    // Brings the rows in line with the filters and the clock; also run on a timer, since "today"
+    // moves on its own.
     void refresh();
 
 private:
-    void contentChanged(qint64 id);
-    void reloaded();
+    TaskFiltering::Filter filter() const;
+    bool accepts(const TaskFiltering::Filter& filter, int sourceRow) const;
+    // Where a source row is or would be among the rows shown.
+    int lowerRow(int sourceRow) const;
+    void insertShown(int at, const QList<int>& sourceRows);
+    void removeShown(int first, int last);
+
+    void sourceRowsInserted(int first, int last);
+    void sourceRowsAboutToBeRemoved(int first, int last);
+    void sourceRowsRemoved(int first, int last);
+    void sourceDataChanged(int first, int last, const QList<int>& roles);
+    void sourceAboutToReset();
+    void sourceReset();
 
     AppState& m_state;
-    QList<qsizetype> m_indexes; // positions in the state's tasks, in row order
-    QList<qint64> m_ids;
+    const TaskList& m_source;
+    QList<int> m_rows; // source rows shown, ascending
     QTimer m_clockTick;
     std::function<QString(const VexoTask&)> m_describe;
 };

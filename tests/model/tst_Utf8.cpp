@@ -26,6 +26,9 @@ private Q_SLOTS:
         QTest::newRow("long ascii then cyrillic")
             << u"abcdefghijklmnopqrstuvwxyz0123456789"_s + u"яблоко"_s.repeated(9);
         QTest::newRow("two-byte at every step edge") << u"aя"_s.repeated(40) + u"яa"_s.repeated(40);
+        // A sequence straddling two sixteen-byte blocks, then a longer one right behind it.
+        QTest::newRow("straddling pair, then three bytes") << u"яяяяяяяя€яяяяяяяяa€"_s.repeated(5);
+        QTest::newRow("straddling pair at the very end") << u"яяяяяяяяяяяяяяяяяя"_s;
     }
 
     void matchesQt() {

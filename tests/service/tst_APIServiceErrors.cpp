@@ -12,6 +12,8 @@
 
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(ScriptedReply)
+
 // How every failure of a call reaches the caller: APIError for what the service said, TransportError
 // for what the connection did.
 class tst_APIServiceErrors final : public QObject {
@@ -92,7 +94,15 @@ private Q_SLOTS:
         QTest::newRow("missing key") << 200 << QByteArray(R"({"folders":[{"id":1,"name":"x"}]})")
                                      << u"Ошибка данных: folders[0]: нет обязательного ключа «color»"_s;
         QTest::newRow("204 without body") << 204 << QByteArray() << u"Ошибка данных: пустой ответ"_s;
-        QTest::newRow("201 with HTML") << 201 << QByteArray("<html></html>") << QString();
+        QTest::newRow("201 with HTML")
+            << 201 << QByteArray("<html></html>")
+            << u"Ошибка данных: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
+        QTest::newRow("broken value nobody reads")
+            << 200 << QByteArray(R"({"folders":[], "junk":[1,,2]})")
+            << u"Ошибка данных: junk[1]: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
+        QTest::newRow("cut short")
+            << 200 << QByteArray(R"({"folders":[{"id":1,)")
+            << u"Ошибка данных: folders[0]: некорректный JSON: нарушена структура (запятые, скобки или ключи)"_s;
         QTest::newRow("wrong envelope") << 200 << QByteArray(R"({"folder":[]})")
                                         << u"Ошибка данных: нет обязательного ключа «folders»"_s;
     }
@@ -162,11 +172,11 @@ private Q_SLOTS:
         const auto error = transportErrorOf(api.fetchFolders());
         QVERIFY(error.has_value());
         QCOMPARE(error->code(), QNetworkReply::ConnectionRefusedError);
-        QVERIFY(!error->errorDescription().isEmpty());
+        QCOMPARE(error->errorDescription(), u"Сервер отклонил соединение"_s);
     }
 
     void droppedConnectionIsATransportError() {
-        // Qt resends once on a fresh connection when the first is closed unanswered: close them all.
+        // Every connection is closed without a byte of an answer.
         m_server.setDefaultReply(ScriptedReply::closeWithoutAnswer());
         const APIService api(m_server.baseUrl(), m_network, m_store);
         const auto error = transportErrorOf(api.fetchFolders());
@@ -182,9 +192,69 @@ private Q_SLOTS:
         clock.start();
         const auto error = transportErrorOf(api.fetchFolders());
         QVERIFY(error.has_value());
-        QVERIFY2(error->code() == QNetworkReply::OperationCanceledError || error->code() == QNetworkReply::TimeoutError,
-                 qPrintable(error->errorDescription()));
-        QVERIFY(clock.elapsed() >= 250);
+        QCOMPARE(error->code(), QNetworkReply::TimeoutError);
+        QCOMPARE(error->errorDescription(), u"Сервер не ответил вовремя"_s);
+        QVERIFY(clock.elapsed() >= 300);
+    }
+
+    // The answer began (a status line arrived) but did not arrive whole: that is the connection
+    // failing, never a decoding error and never a success, whatever the status and however much of
+    // the body looks complete.
+    void answersBrokenOffAfterTheStatusLine_data() {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<ScriptedReply>("reply");
+        QTest::addColumn<int>("code");
+        const QByteArray folders = R"({"folders":[{"id":1,"name":"a","color":"#000000"}]})";
+        const int closed = QNetworkReply::RemoteHostClosedError;
+        ScriptedReply stall = ScriptedReply::shortBody(200, folders, 20);
+        stall.ending = ScriptedReply::Ending::stayOpen;
+        ScriptedReply chunked =
+            ScriptedReply::verbatimAnswer("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" +
+                                          QByteArray::number(folders.size(), 16) + "\r\n" + folders + "\r\n");
+        for (const QString& call : {u"data"_s, u"image"_s}) {
+            const QByteArray tag = call.toLatin1() + ": ";
+            QTest::newRow(tag + "reset in a 2xx body")
+                << call << ScriptedReply::resetInBody(200, folders, 20) << closed;
+            QTest::newRow(tag + "reset after a whole-looking 2xx body")
+                << call << ScriptedReply::resetInBody(200, folders + "    ", folders.size()) << closed;
+            QTest::newRow(tag + "2xx body shorter than its length, whole-looking JSON")
+                << call << ScriptedReply::shortBody(200, folders + "    ", folders.size()) << closed;
+            QTest::newRow(tag + "2xx body cut in the JSON")
+                << call << ScriptedReply::shortBody(200, folders, 20) << closed;
+            QTest::newRow(tag + "chunked 2xx without its last chunk") << call << chunked << closed;
+            QTest::newRow(tag + "stall in a 2xx body past the time-out")
+                << call << stall << int(QNetworkReply::TimeoutError);
+            QTest::newRow(tag + "reset in an error body")
+                << call << ScriptedReply::resetInBody(500, R"({"error":"Сбой"})", 5) << closed;
+            QTest::newRow(tag + "error body shorter than its length")
+                << call << ScriptedReply::shortBody(404, R"({"error":"Нет"})", 5) << closed;
+        }
+    }
+
+    void answersBrokenOffAfterTheStatusLine() {
+        QFETCH(QString, call);
+        QFETCH(ScriptedReply, reply);
+        QFETCH(int, code);
+        m_server.setDefaultReply(reply);
+        const APIService api(m_server.baseUrl(), m_network, m_store, std::chrono::milliseconds(1000));
+        std::exception_ptr failure;
+        try {
+            if (call == u"image")
+                vexo::test::await(api.fetchImage(api.avatarURL(u"1"_s)));
+            else
+                vexo::test::await(api.fetchFolders());
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        m_server.setDefaultReply(ScriptedReply::json(200, "{}"));
+        QVERIFY2(failure, "a broken-off answer was taken");
+        try {
+            std::rethrow_exception(failure);
+        } catch (const TransportError& error) {
+            QCOMPARE(int(error.code()), code);
+        } catch (const APIError& error) {
+            QFAIL(qPrintable(u"an APIError: "_s + error.errorDescription()));
+        }
     }
 
     // A request still waiting when the client shuts down ends with a transport error instead of

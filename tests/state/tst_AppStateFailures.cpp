@@ -122,7 +122,7 @@ private Q_SLOTS:
         QVERIFY(!m_state->apiKeyValue());
     }
 
-    void transportErrorShowsQtsDescription() {
+    void transportErrorShowsItsRussianText() {
         QTcpServer probe;
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
         const quint16 closedPort = probe.serverPort();
@@ -130,8 +130,9 @@ private Q_SLOTS:
         APIService unreachable(u"http://127.0.0.1:%1"_s.arg(closedPort), m_network, m_store);
         AppState state(unreachable, m_store, m_clock);
         await(state.loadTasks());
-        QVERIFY(state.toastMessage().has_value());
-        QVERIFY(!state.toastMessage()->isEmpty());
+        QCOMPARE(state.toastMessage(), std::optional<QString>(u"Сервер отклонил соединение"_s));
+        await(state.updateTask(1, TaskUpdate{u"x"_s, {}, {}, {}, {}, {}}));
+        QCOMPARE(state.toastMessage(), std::optional<QString>(u"Ошибка обновления: Сервер отклонил соединение"_s));
         await(state.deleteTask(1));
         QCOMPARE(state.toastMessage(), std::optional<QString>(u"Ошибка удаления"_s));
     }

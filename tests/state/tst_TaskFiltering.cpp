@@ -1,7 +1,5 @@
-#include "AppState.h"
-#include "MemoryStore.h"
+#include "TaskFiltering.h"
 
-#include <QNetworkAccessManager>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -112,19 +110,6 @@ private Q_SLOTS:
         QCOMPARE(counts.pending, 5);
         QCOMPARE(counts.done, 1);
         QCOMPARE(counts.overdue, 3);
-    }
-
-    void countersIgnoreTheFilters() {
-        QNetworkAccessManager network;
-        MemoryStore store;
-        FixedClock clock(m_now);
-        APIService api(u"http://127.0.0.1:9"_s, network, store);
-        AppState state(api, store, clock);
-        const TaskFiltering::Counts before = state.counts();
-        state.setDateFilter(DateFilter::today);
-        state.setPriorityFilter(TaskPriority::high);
-        QCOMPARE(state.counts(), before);
-        QVERIFY(state.filteredTasks().isEmpty());
     }
 };
 
