@@ -28,6 +28,10 @@ QString errorMessage(const QByteArray& body, int statusCode) {
     return error.isString() ? error.toString() : httpStatusPhrase(statusCode);
 }
 
+int defaultPort(const QUrl& url) {
+    return url.scheme().compare(u"https"_s, Qt::CaseInsensitive) == 0 ? 443 : 80;
+}
+
 QString idText(qint64 id) {
     return QString::number(id);
 }
@@ -98,7 +102,7 @@ QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::option
         throw APIError::invalidResponse();
     const QString path = url.path();
 
-    HttpRequest request;
+    OutgoingRequest request;
     request.url = std::move(url);
     request.method = method.toLatin1();
     request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
@@ -275,7 +279,11 @@ QCoro::Task<APIService::UsersResp> APIService::fetchAdminUsers() const {
 }
 
 QCoro::Task<QByteArray> APIService::fetchImage(QUrl url) const {
-    return sendTo(std::move(url), u"GET"_s, std::nullopt, false);
+    const QUrl service(m_base);
+    const bool sameOrigin = url.scheme().compare(service.scheme(), Qt::CaseInsensitive) == 0 &&
+                            url.host().compare(service.host(), Qt::CaseInsensitive) == 0 &&
+                            url.port(defaultPort(url)) == service.port(defaultPort(service));
+    return sendTo(std::move(url), u"GET"_s, std::nullopt, sameOrigin);
 }
 
 QUrl APIService::attachmentFileURL(qint64 taskId, qint64 attachmentId) const {

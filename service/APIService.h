@@ -91,8 +91,10 @@ public:
     QCoro::Task<AdminStats> fetchAdminStats() const;
     QCoro::Task<UsersResp> fetchAdminUsers() const;
 
-    // The bytes of an attachment file or an avatar: sent without the token, with the same time-out and
-    // the same errors as every other call. The caller decodes the picture.
+    // The bytes of an attachment file or an avatar, with the same time-out and the same errors as every
+    // other call. The service keeps attachment files to their owner, so the session's token goes
+    // along, but only to the service's own address: a picture elsewhere never sees it. The caller
+    // decodes the picture.
     QCoro::Task<QByteArray> fetchImage(QUrl url) const;
 
     // Addresses handed to image loaders and the system; nothing is requested here.

@@ -76,7 +76,7 @@ QString HttpClient::originOf(const QUrl& url) {
            QString::number(portOf(url));
 }
 
-QByteArray HttpClient::requestBytes(const HttpRequest& request) {
+QByteArray HttpClient::requestBytes(const OutgoingRequest& request) {
     const QUrl& url = request.url;
     QByteArray target = url.path(QUrl::FullyEncoded).toLatin1();
     if (target.isEmpty())
@@ -150,7 +150,7 @@ void HttpClient::dropIdle(QAbstractSocket* socket) {
     }
 }
 
-QCoro::Task<HttpResponse> HttpClient::send(HttpRequest request, std::chrono::milliseconds timeout,
+QCoro::Task<HttpResponse> HttpClient::send(OutgoingRequest request, std::chrono::milliseconds timeout,
                                            qint64 maxBodyBytes) {
     // One deadline for the whole transfer, not an idle time-out between bytes: a server that trickles
     // an answer for ever is given up on like one that says nothing.

@@ -13,7 +13,7 @@
 class QAbstractSocket;
 class QNetworkAccessManager;
 
-struct HttpRequest {
+struct OutgoingRequest {
     QUrl url;
     QByteArray method;
     QList<QPair<QByteArray, QByteArray>> headers;
@@ -43,7 +43,7 @@ public:
     ~HttpClient() override;
 
     // Throws TransportError; any HTTP status is an answer.
-    QCoro::Task<HttpResponse> send(HttpRequest request, std::chrono::milliseconds timeout, qint64 maxBodyBytes);
+    QCoro::Task<HttpResponse> send(OutgoingRequest request, std::chrono::milliseconds timeout, qint64 maxBodyBytes);
 
     // Ends every running request with OperationCanceledError.
     void abortAll();
@@ -55,7 +55,7 @@ private:
     };
 
     static QString originOf(const QUrl& url);
-    static QByteArray requestBytes(const HttpRequest& request);
+    static QByteArray requestBytes(const OutgoingRequest& request);
     Connection acquire(const QUrl& url);
     void release(const QString& origin, QAbstractSocket* socket, bool reusable);
     void dropIdle(QAbstractSocket* socket);

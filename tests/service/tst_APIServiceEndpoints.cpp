@@ -253,16 +253,24 @@ private Q_SLOTS:
         qunsetenv("VEXO_BASE_URL");
     }
 
-    void fetchImageSendsNoToken() {
+    void fetchImageCarriesTheTokenOnlyToTheService() {
         const QByteArray png("\x89PNG\r\n\x1a\n-not-json", 17);
         m_server.enqueue(ScriptedReply::raw(200, "image/png", png));
         const APIService api(m_server.baseUrl(), m_network, m_store);
-        const QByteArray bytes = vexo::test::await(api.fetchImage(api.attachmentFileURL(42, 5)));
-        QCOMPARE(bytes, png);
-        const RecordedRequest request = m_server.lastRequest();
+        QCOMPARE(vexo::test::await(api.fetchImage(api.attachmentFileURL(42, 5))), png);
+        RecordedRequest request = m_server.lastRequest();
         QCOMPARE(request.method, QByteArray("GET"));
         QCOMPARE(request.target, QByteArray("/api/tasks/42/attachments/5/file"));
-        QVERIFY(!request.hasHeader("Authorization"));
+        QCOMPARE(request.header("Authorization"), QByteArray("Bearer secret-token"));
+
+        // The same host on another port is another site.
+        ScriptedServer elsewhere;
+        QVERIFY(elsewhere.listen());
+        elsewhere.enqueue(ScriptedReply::raw(200, "image/png", png));
+        QCOMPARE(vexo::test::await(api.fetchImage(QUrl(elsewhere.baseUrl() + u"/avatar.png"_s))), png);
+        request = elsewhere.lastRequest();
+        QCOMPARE(request.target, QByteArray("/avatar.png"));
+        QVERIFY2(!request.hasHeader("Authorization"), request.header("Authorization").constData());
     }
 
     void fetchImageFailsLikeAnyCall() {

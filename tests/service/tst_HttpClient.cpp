@@ -82,14 +82,14 @@ private:
     static constexpr std::chrono::milliseconds timeout{10'000};
     static constexpr qint64 limit = 1024 * 1024;
 
-    HttpRequest get(const QByteArray& path = "/api/folders") const {
-        HttpRequest request;
+    OutgoingRequest get(const QByteArray& path = "/api/folders") const {
+        OutgoingRequest request;
         request.url = QUrl(m_server.baseUrl() + QString::fromLatin1(path));
         request.method = "GET";
         return request;
     }
 
-    std::optional<TransportError> failureOf(HttpRequest request, qint64 maxBody = limit,
+    std::optional<TransportError> failureOf(OutgoingRequest request, qint64 maxBody = limit,
                                             std::chrono::milliseconds within = timeout) {
         try {
             await(m_client->send(std::move(request), within, maxBody));
@@ -111,7 +111,7 @@ private Q_SLOTS:
     void cleanup() { m_client.reset(); }
 
     void requestOnTheWire() {
-        HttpRequest request = get("/api/tasks?archived=false&status=pending");
+        OutgoingRequest request = get("/api/tasks?archived=false&status=pending");
         request.method = "PUT";
         request.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
         request.body = QByteArray(R"({"title":"Ключ"})");
@@ -127,7 +127,7 @@ private Q_SLOTS:
     }
 
     void emptyPostStillSaysItsLength() {
-        HttpRequest request = get("/api/tasks/1/archive");
+        OutgoingRequest request = get("/api/tasks/1/archive");
         request.method = "POST";
         await(m_client->send(request, timeout, limit));
         QCOMPARE(m_server.lastRequest().header("Content-Length"), QByteArray("0"));
@@ -313,7 +313,7 @@ private Q_SLOTS:
         moved.headers.append({QByteArray("Location"), QByteArray("/api/moved?x=1")});
         m_server.enqueue(moved);
         m_server.enqueue(ScriptedReply::json(200, R"({"here":1})"));
-        HttpRequest request = get("/api/folders");
+        OutgoingRequest request = get("/api/folders");
         request.method = method;
         if (method != "GET")
             request.body = QByteArray(R"({"name":"a"})");
@@ -335,7 +335,7 @@ private Q_SLOTS:
         ScriptedReply moved = ScriptedReply::raw(302, QByteArray(), QByteArray());
         moved.headers.append({QByteArray("Location"), (other.baseUrl() + u"/elsewhere"_s).toLatin1()});
         m_server.enqueue(moved);
-        HttpRequest request = get();
+        OutgoingRequest request = get();
         request.headers.append({QByteArray("Authorization"), QByteArray("Bearer t")});
         await(m_client->send(request, timeout, limit));
         QCOMPARE(other.lastRequest().target, QByteArray("/elsewhere"));
@@ -375,7 +375,7 @@ private Q_SLOTS:
 
     void untrustedCertificateFailsTheHandshake() {
         TlsServer tls("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
-        HttpRequest request;
+        OutgoingRequest request;
         request.url = tls.url(u"/api/folders"_s);
         request.method = "GET";
         const auto failure = failureOf(request);
@@ -390,7 +390,7 @@ private Q_SLOTS:
         trusting.addCaCertificate(QSslCertificate(certificatePem));
         QSslConfiguration::setDefaultConfiguration(trusting);
         TlsServer tls("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
-        HttpRequest request;
+        OutgoingRequest request;
         request.url = tls.url(u"/api/folders"_s);
         request.method = "GET";
         const HttpResponse response = await(m_client->send(request, timeout, limit));
@@ -425,7 +425,7 @@ private Q_SLOTS:
     void destroyingTheClientEndsRunningRequests() {
         m_server.enqueue(ScriptedReply::neverAnswer());
         std::optional<QNetworkReply::NetworkError> outcome;
-        auto waiter = [](HttpClient& client, HttpRequest request,
+        auto waiter = [](HttpClient& client, OutgoingRequest request,
                          std::optional<QNetworkReply::NetworkError>& outcome) -> QCoro::Task<void> {
             try {
                 co_await client.send(std::move(request), timeout, limit);

@@ -117,7 +117,7 @@ private Q_SLOTS:
         QCOMPARE(headers, (QStringList{u"Задачи"_s, u"Папки"_s, u"Прочее"_s}));
     }
 
-    // The avatar comes through the service client, from the avatar address, with no token.
+    // The avatar comes through the service client, from the avatar address.
     void avatarThroughTheServiceClient() {
         ScriptedServer scripted;
         QVERIFY(scripted.listen());
@@ -144,7 +144,6 @@ private Q_SLOTS:
         }
         QCOMPARE(pictures.size(), 1);
         QCOMPARE(pictures.first().target, client.api.avatarURL(u"a b.png"_s).path(QUrl::FullyEncoded).toUtf8());
-        QVERIFY(!pictures.first().hasHeader("Authorization"));
     }
 
     void avatarArrivesAsynchronously() {
