@@ -134,6 +134,29 @@ private Q_SLOTS:
         QCOMPARE(server.exitCode(), 0);
     }
 
+    // A mistyped option stops the server before it opens any storage or takes any port.
+    void misspeltOptionStopsTheServer() {
+        QTemporaryDir parent;
+        const QString data = parent.filePath(u"data"_s);
+        QProcess process;
+        process.start(QStringLiteral(VEXO_SERVER_BINARY),
+                      {u"serve"_s, u"--listen"_s, u"127.0.0.1:0"_s, u"--databse"_s, data});
+        QVERIFY(process.waitForFinished(30'000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 2);
+        QVERIFY(process.readAllStandardOutput().isEmpty());
+        QVERIFY(QString::fromUtf8(process.readAllStandardError()).contains(u"Неизвестный параметр: --databse"_s));
+        QVERIFY(!QFileInfo::exists(data));
+
+        QProcess version;
+        version.start(QStringLiteral(VEXO_SERVER_BINARY), {u"--version"_s});
+        QVERIFY(version.waitForFinished(30'000));
+        QCOMPARE(version.exitCode(), 0);
+        QVERIFY(QRegularExpression(u"^vexo-server \\d+\\.\\d+\\.\\d+\n$"_s)
+                    .match(QString::fromUtf8(version.readAllStandardOutput()))
+                    .hasMatch());
+    }
+
     // With the most permissive umask, everything the service creates is still its user's alone.
     void dataIsPrivateWhateverTheUmask() {
         const Umask open(0);
