@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SqliteChangeLog.h"
+#include "SqliteReports.h"
 #include "Storage.h"
 
 #include <QPointer>
@@ -94,13 +95,12 @@ private:
     void announceChanges();
     std::optional<StoredUser> userWhere(const QString& condition, const QVariant& value);
     void appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now);
-    QHash<QString, qint64> countsBy(const QString& group, const QString& dayColumn, qint64 userId,
-                                    const QString& fromDay, const QString& toDay);
 
     QString m_connectionName;
     QString m_fileName;
     QSqlDatabase m_db;
     SqliteChangeLog m_log{m_db};
+    SqliteReports m_reports{m_db};
     QList<QPointer<SqliteChangeWatch>> m_watches;
     QString m_instanceId;
     bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
