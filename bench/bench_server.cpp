@@ -1,5 +1,7 @@
 // Requests per second and p99 latency of vexo-server on loopback, measured with wrk from another
-// process: task lists of 100 and 1,000 tasks, and task creation.
+// process: task lists of 100 and 1,000 tasks, the same lists revalidated (If-None-Match, 304), and
+// task creation.
+#include "ApiRequest.h"
 #include "Secrets.h"
 #include "SqliteStorage.h"
 #include "TaskListGenerator.h"
@@ -40,6 +42,23 @@ QString tokenFor(Storage& storage, const QString& telegramId, int tasks, const Q
     return token;
 }
 
+// The entity tag of the undone-task list, and whether sending it back gives 304.
+QByteArray tagOf(VexoServer& server, const QString& token, bool* revalidates) {
+    ApiRequest request;
+    request.method = "GET";
+    request.path = u"/api/tasks"_s;
+    request.query = QUrlQuery(u"archived=false"_s);
+    request.headers = {{"Authorization", "Bearer " + token.toUtf8()}};
+    QByteArray tag;
+    for (const auto& [name, value] : server.dispatch(request).headers) {
+        if (name == "ETag")
+            tag = value;
+    }
+    request.headers.append({"If-None-Match", tag});
+    *revalidates = !tag.isEmpty() && server.dispatch(request).status == 304;
+    return tag;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -59,6 +78,14 @@ int main(int argc, char** argv) {
     VexoServer server(storage, clock, dir.path());
     const quint16 port = server.listen(QHostAddress::LocalHost, 0);
     const QString base = u"http://127.0.0.1:%1"_s.arg(port);
+    bool revalidates100 = false;
+    bool revalidates1000 = false;
+    const QByteArray tag100 = tagOf(server, token100, &revalidates100);
+    const QByteArray tag1000 = tagOf(server, token1000, &revalidates1000);
+    if (!revalidates100 || !revalidates1000) {
+        std::printf("the task list does not answer If-None-Match with 304\n");
+        return 1;
+    }
 
     const QString postScript = dir.filePath(u"post.lua"_s);
     QFile lua(postScript);
@@ -79,6 +106,13 @@ int main(int argc, char** argv) {
          {u"-H"_s, u"Authorization: Bearer "_s + token100, base + u"/api/tasks?archived=false"_s}},
         {"GET /api/tasks, 1000 tasks",
          {u"-H"_s, u"Authorization: Bearer "_s + token1000, base + u"/api/tasks?archived=false"_s}},
+        // What polling an unchanged list costs: the same requests, revalidated.
+        {"GET 100 tasks, 304",
+         {u"-H"_s, u"Authorization: Bearer "_s + token100, u"-H"_s, u"If-None-Match: "_s + QString::fromLatin1(tag100),
+          base + u"/api/tasks?archived=false"_s}},
+        {"GET 1000 tasks, 304",
+         {u"-H"_s, u"Authorization: Bearer "_s + token1000, u"-H"_s,
+          u"If-None-Match: "_s + QString::fromLatin1(tag1000), base + u"/api/tasks?archived=false"_s}},
         {"POST /api/tasks",
          {u"-s"_s, postScript, u"-H"_s, u"Authorization: Bearer "_s + token100, base + u"/api/tasks"_s}},
         // One client alone: what a person waits for when saving a task.
@@ -86,7 +120,7 @@ int main(int argc, char** argv) {
          {u"-c1"_s, u"-s"_s, postScript, u"-H"_s, u"Authorization: Bearer "_s + token100, base + u"/api/tasks"_s}},
     };
 
-    std::printf("%-28s %12s %10s %10s\n", "scenario", "requests/s", "p50", "p99");
+    std::printf("%-28s %12s %10s %10s %12s\n", "scenario", "requests/s", "p50", "p99", "transfer/s");
     qsizetype next = 0;
     QProcess process;
     const auto startNext = [&] {
@@ -100,8 +134,9 @@ int main(int argc, char** argv) {
     QObject::connect(&process, &QProcess::finished, &app, [&] {
         const QString output = QString::fromUtf8(process.readAllStandardOutput());
         const auto grab = [&](const QString& pattern) { return QRegularExpression(pattern).match(output).captured(1); };
-        std::printf("%-28s %12s %10s %10s\n", runs[next].name, qPrintable(grab(u"Requests/sec:\\s+([\\d.]+)"_s)),
-                    qPrintable(grab(u"50%\\s+([\\d.]+\\w+)"_s)), qPrintable(grab(u"99%\\s+([\\d.]+\\w+)"_s)));
+        std::printf("%-28s %12s %10s %10s %12s\n", runs[next].name, qPrintable(grab(u"Requests/sec:\\s+([\\d.]+)"_s)),
+                    qPrintable(grab(u"50%\\s+([\\d.]+\\w+)"_s)), qPrintable(grab(u"99%\\s+([\\d.]+\\w+)"_s)),
+                    qPrintable(grab(u"Transfer/sec:\\s+([\\d.]+\\w+)"_s)));
         if (output.contains(u"Non-2xx"_s))
             std::printf("  (%s)\n", qPrintable(grab(u"(Non-2xx or 3xx responses: \\d+)"_s)));
         std::fflush(stdout);

@@ -1,6 +1,7 @@
 #include "FolderApi.h"
 
 #include "ApiRequest.h"
+#include "EntityTag.h"
 #include "Envelopes.h"
 #include "JsonFields.h"
 #include "JsonWriter.h"
@@ -26,7 +27,13 @@ HttpReply folderReply(const Folder& folder, int status = 200) {
 
 void FolderApi::registerRoutes(Router& router) {
     router.add("GET", u"/api/folders"_s, Access::signedIn, [this](ApiRequest& request) {
-        return HttpReply::json(encodeJson(FoldersResponse{m_context.storage.folders(request.userId())}));
+        const qint64 userId = request.userId();
+        const QByteArray tag =
+            EntityTag::make({m_context.storage.instanceId().toLatin1(), QByteArray::number(userId), "folders",
+                             QByteArray::number(m_context.storage.latestRevision(userId, ChangeKind::folder))});
+        return EntityTag::answer(request, tag, [&] {
+            return HttpReply::json(encodeJson(FoldersResponse{m_context.storage.folders(userId)}));
+        });
     });
     router.add("POST", u"/api/folders"_s, Access::signedIn, [this](ApiRequest& request) {
         const JsonFields fields(request.jsonObject());

@@ -35,15 +35,19 @@ HttpConnection::HttpConnection(QTcpSocket* socket, HttpHandler& handler, HttpBat
     m_clock.start();
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &HttpConnection::onTimeout);
-    connect(m_socket, &QTcpSocket::readyRead, this, &HttpConnection::process);
-    connect(m_socket, &QTcpSocket::bytesWritten, this, &HttpConnection::onBytesWritten);
-    connect(m_socket, &QTcpSocket::disconnected, this, &HttpConnection::finish);
+    connectSocket();
     m_timer.start(m_limits.idleTimeoutMs);
     if (m_socket->bytesAvailable() > 0)
         QTimer::singleShot(0, this, &HttpConnection::process);
 }
 
 HttpConnection::~HttpConnection() = default;
+
+void HttpConnection::connectSocket() {
+    connect(m_socket, &QTcpSocket::readyRead, this, &HttpConnection::process);
+    connect(m_socket, &QTcpSocket::bytesWritten, this, &HttpConnection::onBytesWritten);
+    connect(m_socket, &QTcpSocket::disconnected, this, &HttpConnection::finish);
+}
 
 void HttpConnection::process() {
     for (;;) {
@@ -105,10 +109,12 @@ bool HttpConnection::readHead() {
         return false;
     }
     if (m_framing.upgrade) {
+        // Unhooked first: the new owner may make the socket signal at once, and this connection
+        // must not read what is no longer its own.
+        m_socket->disconnect(this);
         m_socket->setParent(nullptr);
         if (m_handler.upgrade(m_request, m_socket)) {
             // The new owner reads the request itself, from its first byte.
-            m_socket->disconnect(this);
             m_socket = nullptr;
             m_state = State::closed;
             m_timer.stop();
@@ -116,6 +122,7 @@ bool HttpConnection::readHead() {
             return false;
         }
         m_socket->setParent(this);
+        connectSocket();
     }
     m_socket->skip(end + 4);
 

@@ -42,6 +42,7 @@ private:
     };
     enum class ChunkPart { size, data, dataEnd, trailer };
 
+    void connectSocket();
     void process();
     bool readHead();
     bool readBody();

@@ -89,11 +89,13 @@ HttpHead::Result HttpHead::parse(QByteArrayView head, int maxFields, HttpRequest
                               version[5] <= '9' && version[6] == '.' && version[7] >= '0' && version[7] <= '9';
     if (!versionShape)
         return badRequest(u"версия протокола"_s);
-    if (version != "HTTP/1.1" && version != "HTTP/1.0")
-        return refuse(505, u"Версия HTTP не поддерживается: %1"_s.arg(QString::fromLatin1(version)));
+    // Another major version is another protocol: refused as malformed, not as a server fault (5xx).
+    // A later HTTP/1 minor version is understood as HTTP/1.1, which it must stay compatible with.
+    if (version[5] != '1')
+        return refuse(400, u"Версия HTTP не поддерживается: %1"_s.arg(QString::fromLatin1(version)));
     request.method = method.toByteArray();
     request.target = target.toByteArray();
-    request.minorVersion = version[7] - '0';
+    request.minorVersion = qMin(version[7] - '0', 1);
 
     int hosts = 0;
     int contentLengths = 0;
@@ -153,7 +155,7 @@ HttpHead::Result HttpHead::parse(QByteArrayView head, int maxFields, HttpRequest
         if (contentLengths > 0)
             return badRequest(u"Content-Length вместе с Transfer-Encoding"_s);
         if (trimmed(transferEncoding).compare("chunked", Qt::CaseInsensitive) != 0)
-            return refuse(501,
+            return refuse(400,
                           u"Кодирование передачи «%1» не поддерживается"_s.arg(QString::fromLatin1(transferEncoding)));
         framing.chunked = true;
     }

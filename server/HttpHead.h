@@ -17,7 +17,8 @@ struct HttpFraming {
 // Reads a request head strictly: one request line "METHOD /target HTTP/1.x", then header fields,
 // each line ending in CRLF. Refuses what two readers could understand differently: folded or
 // space-before-colon fields, control characters, a duplicate or malformed Content-Length, one
-// together with Transfer-Encoding, a missing or repeated Host in HTTP/1.1.
+// together with Transfer-Encoding, a missing or repeated Host in HTTP/1.1. Every refusal is a 4xx:
+// a malformed request is the client's fault, never the server's.
 class HttpHead final {
 public:
     struct Result {

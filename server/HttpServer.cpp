@@ -54,6 +54,13 @@ void HttpServer::accept() {
     }
 }
 
+void HttpServer::afterSync(QObject* context, std::function<void()> work) {
+    if (m_handler.needsSync())
+        m_batch.defer(context, std::move(work));
+    else
+        QTimer::singleShot(0, context, std::move(work));
+}
+
 void HttpServer::turnAway(QTcpSocket* socket) {
     static const QByteArray answer = [] {
         const HttpReply reply = HttpReply::error(503, u"Слишком много соединений, попробуйте позже"_s);

@@ -27,6 +27,9 @@ public:
     void setLimits(const HttpLimits& limits) { m_limits = limits; }
     const HttpLimits& limits() const { return m_limits; }
     int connectionCount() const { return int(m_connections.size()); }
+    // Runs `work` once what the handler has written so far is durable: after the next flush when
+    // something waits for one, otherwise on the next turn of the event loop. Dropped with `context`.
+    void afterSync(QObject* context, std::function<void()> work);
 
 private:
     void accept();

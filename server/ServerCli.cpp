@@ -3,6 +3,7 @@
 #include "DemoData.h"
 #include "PrivateFiles.h"
 #include "Secrets.h"
+#include "ServerCommandLine.h"
 #include "ServerError.h"
 #include "SqliteStorage.h"
 #include "TaskApi.h"
@@ -24,53 +25,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString usageText = uR"(Использование: vexo-server КОМАНДА [--data КАТАЛОГ]
-
-  serve [--listen 127.0.0.1:8765] [--demo]
-        обслуживать API; --demo создаёт демо-пользователя и печатает его ключ входа
-  user add --telegram-id ID [--username U] [--first-name F] [--last-name L] [--admin] [--avatar ФАЙЛ]
-        создать пользователя и напечатать ключ входа
-  user key --telegram-id ID [--new]
-        напечатать новый ключ входа; с --new все прежние ключи перестают действовать
-  task add --telegram-id ID --title T [--source bot] [--priority high|medium|low]
-           [--description D] [--deadline ДАТА]
-        создать задачу, как это делает бот
-  attach --task ID --file ФАЙЛ
-        прикрепить файл к задаче
-  outbox
-        показать, что было отправлено в Telegram
-)"_s;
-
-// Flags that take no value; every other --option takes the next argument.
-const QStringList switches{u"--demo"_s, u"--admin"_s, u"--new"_s};
-
-struct Parsed {
-    QStringList words;
-    QHash<QString, QString> options;
-    QString error;
-};
-
-Parsed parse(const QStringList& arguments) {
-    Parsed parsed;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString& argument = arguments[i];
-        if (!argument.startsWith(u"--"_s)) {
-            parsed.words << argument;
-        } else if (switches.contains(argument)) {
-            parsed.options.insert(argument, u"1"_s);
-        } else if (i + 1 < arguments.size()) {
-            parsed.options.insert(argument, arguments[++i]);
-        } else {
-            parsed.error = u"У параметра %1 нет значения"_s.arg(argument);
-        }
-    }
-    return parsed;
-}
-
-std::optional<QString> option(const Parsed& parsed, const QString& name) {
-    return parsed.options.contains(name) ? std::optional<QString>(parsed.options[name]) : std::nullopt;
-}
-
 int signalPipe[2] = {-1, -1};
 
 void onSignal(int) {
@@ -84,22 +38,56 @@ QString ServerCli::defaultDataDir() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/vexo-server"_s;
 }
 
-int ServerCli::usage(const QString& problem) {
-    if (!problem.isEmpty())
-        m_err << problem << "\n\n";
-    m_err << usageText;
+int ServerCli::usage(const QString& problem, const QString& command) {
+    m_err << "vexo-server: " << problem << "\n"
+          << "Подробнее: vexo-server " << (command.isEmpty() ? QString() : command + u' ') << "--help\n";
     m_err.flush();
     return 2;
 }
 
 int ServerCli::run(const QStringList& arguments) {
-    const Parsed parsed = parse(arguments);
-    if (!parsed.error.isEmpty())
-        return usage(parsed.error);
-    if (parsed.words.isEmpty())
-        return usage(QString());
-    const QString command = parsed.words.join(u' ');
-    const QString dataDir = option(parsed, u"--data"_s).value_or(defaultDataDir());
+    const ServerCommandLine::Parsed parsed = ServerCommandLine::parse(arguments);
+    switch (parsed.action) {
+    case ServerCommandLine::Action::refuse:
+        return usage(parsed.problem, parsed.command);
+    case ServerCommandLine::Action::help:
+        m_out << ServerCommandLine::help(parsed.command);
+        m_out.flush();
+        return 0;
+    case ServerCommandLine::Action::version:
+        m_out << "vexo-server " << VEXO_VERSION << "\n";
+        m_out.flush();
+        return 0;
+    case ServerCommandLine::Action::run:
+        break;
+    }
+    const QString& command = parsed.command;
+    const auto option = [&](const QString& name) { return parsed.value(name); };
+    // Present and not empty: the parser has seen to both.
+    const auto required = [&](const QString& name) { return *parsed.value(name); };
+
+    std::optional<QHostAddress> listenAddress;
+    quint16 listenPort = 0;
+    if (command == u"serve") {
+        const QString listen = option(u"--listen"_s).value_or(u"127.0.0.1:8765"_s);
+        const qsizetype colon = listen.lastIndexOf(u':');
+        bool portOk = false;
+        const uint port = listen.mid(colon + 1).toUInt(&portOk);
+        const QHostAddress address(listen.left(colon));
+        if (colon <= 0 || !portOk || port > 65535 || address.isNull())
+            return usage(u"Неверный адрес --listen: %1"_s.arg(listen), command);
+        listenAddress = address;
+        listenPort = quint16(port);
+    }
+    qint64 attachTaskId = 0;
+    if (command == u"attach") {
+        bool ok = false;
+        attachTaskId = required(u"--task"_s).toLongLong(&ok);
+        if (!ok || attachTaskId <= 0)
+            return usage(u"Параметр --task: ожидается номер задачи, а не «%1»"_s.arg(required(u"--task"_s)), command);
+    }
+
+    const QString dataDir = option(u"--data"_s).value_or(defaultDataDir());
     if (!PrivateFiles::makeFolder(dataDir)) {
         m_err << "Не удалось создать каталог данных " << dataDir << "\n";
         return 1;
@@ -120,12 +108,6 @@ int ServerCli::run(const QStringList& arguments) {
                 throw ServerError::notFound(u"Пользователь с telegram_id %1 не найден"_s.arg(telegramId));
             return *user;
         };
-        const auto required = [&](const QString& name) {
-            const auto value = option(parsed, name);
-            if (!value || value->isEmpty())
-                throw ServerError::badRequest(u"Нужен параметр %1"_s.arg(name));
-            return *value;
-        };
         const auto issueKey = [&](qint64 userId, bool revokeOthers) {
             const QString key = Secrets::newLoginKey();
             storage.addLoginKey(userId, Secrets::hash(key), revokeOthers, context.nowText());
@@ -133,27 +115,19 @@ int ServerCli::run(const QStringList& arguments) {
         };
 
         if (command == u"serve") {
-            const QString listen = option(parsed, u"--listen"_s).value_or(u"127.0.0.1:8765"_s);
-            const qsizetype colon = listen.lastIndexOf(u':');
-            bool portOk = false;
-            const uint port = listen.mid(colon + 1).toUInt(&portOk);
-            const QHostAddress address(listen.left(colon));
-            if (colon <= 0 || !portOk || port > 65535 || address.isNull())
-                return usage(u"Неверный адрес --listen: %1"_s.arg(listen));
-
             VexoServer server(storage, clock, dataDir);
-            if (option(parsed, u"--demo"_s)) {
+            if (option(u"--demo"_s)) {
                 const qint64 userId = DemoData::ensure(context);
                 m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";
                 storage.makeWritesDurable();
             }
-            const quint16 bound = server.listen(address, quint16(port));
+            const quint16 bound = server.listen(*listenAddress, listenPort);
             if (bound == 0) {
-                m_err << "Не удалось занять " << listen << "\n";
+                m_err << "Не удалось занять " << listenAddress->toString() << ":" << listenPort << "\n";
                 return 1;
             }
-            m_out << "vexo-server слушает http://" << address.toString() << ":" << bound << " (данные: " << dataDir
-                  << ")\n";
+            m_out << "vexo-server слушает http://" << listenAddress->toString() << ":" << bound
+                  << " (данные: " << dataDir << ")\n";
             m_out.flush();
 
             if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
@@ -169,11 +143,11 @@ int ServerCli::run(const QStringList& arguments) {
         if (command == u"user add") {
             NewUser person;
             person.telegramId = required(u"--telegram-id"_s);
-            person.username = option(parsed, u"--username"_s);
-            person.firstName = option(parsed, u"--first-name"_s);
-            person.lastName = option(parsed, u"--last-name"_s);
-            person.isAdmin = option(parsed, u"--admin"_s).has_value();
-            if (const auto avatar = option(parsed, u"--avatar"_s)) {
+            person.username = option(u"--username"_s);
+            person.firstName = option(u"--first-name"_s);
+            person.lastName = option(u"--last-name"_s);
+            person.isAdmin = option(u"--admin"_s).has_value();
+            if (const auto avatar = option(u"--avatar"_s)) {
                 QFile file(*avatar);
                 if (!file.open(QIODevice::ReadOnly))
                     throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(*avatar));
@@ -188,27 +162,26 @@ int ServerCli::run(const QStringList& arguments) {
         }
         if (command == u"user key") {
             const StoredUser user = requireUser(required(u"--telegram-id"_s));
-            m_out << issueKey(user.user.id, option(parsed, u"--new"_s).has_value()) << "\n";
+            m_out << issueKey(user.user.id, option(u"--new"_s).has_value()) << "\n";
             return 0;
         }
         if (command == u"task add") {
             const StoredUser user = requireUser(required(u"--telegram-id"_s));
             QJsonObject body{{u"title"_s, required(u"--title"_s)}};
             for (const QString& field : {u"priority"_s, u"description"_s, u"deadline"_s}) {
-                if (const auto value = option(parsed, u"--"_s + field))
+                if (const auto value = option(u"--"_s + field))
                     body.insert(field, *value);
             }
             TaskApi tasks(context);
-            const VexoTask task = tasks.createFrom(user, body, option(parsed, u"--source"_s).value_or(u"bot"_s));
+            const VexoTask task = tasks.createFrom(user, body, option(u"--source"_s).value_or(u"bot"_s));
             m_out << task.id << "\n";
             return 0;
         }
         if (command == u"attach") {
-            bool ok = false;
-            const qint64 taskId = required(u"--task"_s).toLongLong(&ok);
+            const qint64 taskId = attachTaskId;
             const QString path = required(u"--file"_s);
             QFile file(path);
-            if (!ok || !file.open(QIODevice::ReadOnly))
+            if (!file.open(QIODevice::ReadOnly))
                 throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(path));
             if (!storage.attachments(taskId))
                 throw ServerError::notFound(u"Задача %1 не найдена"_s.arg(taskId));
@@ -229,7 +202,7 @@ int ServerCli::run(const QStringList& arguments) {
             }
             return 0;
         }
-        return usage(u"Неизвестная команда: %1"_s.arg(command));
+        return usage(u"Неизвестная команда: %1"_s.arg(command), QString());
     } catch (const ServerError& error) {
         m_err << error.message() << "\n";
         return 1;

@@ -3,7 +3,8 @@
 #include <QStringList>
 #include <QTextStream>
 
-// The vexo-server command line: serve, user add, user key, task add, attach, outbox.
+// The vexo-server command line: serve, user add, user key, task add, attach, outbox; --help and
+// --version. Exit codes: 0 done, 1 failed, 2 the command line itself was refused.
 class ServerCli final {
 public:
     ServerCli(QTextStream& out, QTextStream& err)
@@ -17,7 +18,8 @@ public:
     static QString defaultDataDir();
 
 private:
-    int usage(const QString& problem);
+    // Names the problem on the error stream and points at the help; exit code 2.
+    int usage(const QString& problem, const QString& command);
 
     QTextStream& m_out;
     QTextStream& m_err;

@@ -3,6 +3,9 @@
 #include "PrivateFiles.h"
 #include "ServerError.h"
 #include "ServerLog.h"
+#include "SqliteChangeWatch.h"
+#include "SqliteRows.h"
+#include "SqliteSchema.h"
 
 #include <QAtomicInt>
 #include <QFile>
@@ -17,149 +20,34 @@
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using namespace SqliteRows;
 
-namespace {
-
-// Each entry moves the schema one version on; applied in order inside one transaction each.
-const QStringList migrations[] = {
-    {
-        u"CREATE TABLE users ("
-        u" id INTEGER PRIMARY KEY,"
-        u" telegram_id TEXT NOT NULL UNIQUE,"
-        u" username TEXT, first_name TEXT, last_name TEXT, avatar_name TEXT,"
-        u" is_admin INTEGER NOT NULL DEFAULT 0,"
-        u" auto_send_bot INTEGER NOT NULL DEFAULT 0,"
-        u" api_key TEXT UNIQUE,"
-        u" created_at TEXT NOT NULL)"_s,
-        u"CREATE TABLE login_keys ("
-        u" key_hash TEXT PRIMARY KEY,"
-        u" user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
-        u" created_at TEXT NOT NULL)"_s,
-        u"CREATE TABLE sessions ("
-        u" token_hash TEXT PRIMARY KEY,"
-        u" user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
-        u" created_at TEXT NOT NULL)"_s,
-        u"CREATE TABLE folders ("
-        u" id INTEGER PRIMARY KEY,"
-        u" user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
-        u" name TEXT NOT NULL, color TEXT NOT NULL, created_at TEXT NOT NULL)"_s,
-        u"CREATE TABLE tasks ("
-        u" id INTEGER PRIMARY KEY,"
-        u" user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
-        u" folder_id INTEGER REFERENCES folders(id) ON DELETE SET NULL,"
-        u" title TEXT NOT NULL, description TEXT, deadline TEXT,"
-        u" priority TEXT NOT NULL, status TEXT NOT NULL,"
-        u" archived INTEGER NOT NULL DEFAULT 0, archived_at TEXT, completed_at TEXT,"
-        u" created_at TEXT NOT NULL, updated_at TEXT NOT NULL,"
-        u" source TEXT NOT NULL, sent_to_bot INTEGER NOT NULL DEFAULT 0)"_s,
-        u"CREATE INDEX tasks_by_user ON tasks(user_id, archived, created_at)"_s,
-        u"CREATE TABLE attachments ("
-        u" id INTEGER PRIMARY KEY,"
-        u" task_id INTEGER NOT NULL REFERENCES tasks(id) ON DELETE CASCADE,"
-        u" filename TEXT NOT NULL, mimetype TEXT NOT NULL, size INTEGER NOT NULL,"
-        u" stored_name TEXT NOT NULL, created_at TEXT NOT NULL)"_s,
-        u"CREATE INDEX attachments_by_task ON attachments(task_id)"_s,
-        u"CREATE TABLE outbox ("
-        u" id INTEGER PRIMARY KEY,"
-        u" user_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,"
-        u" task_id INTEGER NOT NULL, telegram_id TEXT NOT NULL, text TEXT NOT NULL, created_at TEXT NOT NULL)"_s,
-    },
-};
-
-const QString taskColumns = u"id, title, description, deadline, priority, status, archived, archived_at, completed_at,"
-                            u" created_at, updated_at, source, sent_to_bot, folder_id, user_id"_s;
-const QString userColumns =
-    u"id, telegram_id, username, first_name, last_name, avatar_name, is_admin, auto_send_bot, api_key"_s;
-
-std::optional<QString> optionalText(const QVariant& value) {
-    return value.isNull() ? std::nullopt : std::optional<QString>(value.toString());
-}
-
-std::optional<qint64> optionalInteger(const QVariant& value) {
-    return value.isNull() ? std::nullopt : std::optional<qint64>(value.toLongLong());
-}
-
-QVariant nullable(const std::optional<QString>& text) {
-    return text ? QVariant(*text) : QVariant(QMetaType::fromType<QString>());
-}
-
-QVariant nullable(const std::optional<qint64>& number) {
-    return number ? QVariant(*number) : QVariant(QMetaType::fromType<qint64>());
-}
-
-VexoTask taskFrom(const QSqlQuery& query) {
-    VexoTask task;
-    task.id = query.value(0).toLongLong();
-    task.title = query.value(1).toString();
-    task.description = optionalText(query.value(2));
-    task.deadline = optionalText(query.value(3));
-    task.priority = taskPriorityFromRaw(query.value(4).toString()).value_or(TaskPriority::medium);
-    task.status = taskStatusFromRaw(query.value(5).toString()).value_or(TaskStatus::pending);
-    task.archived = query.value(6).toLongLong();
-    task.archivedAt = optionalText(query.value(7));
-    task.completedAt = optionalText(query.value(8));
-    task.createdAt = query.value(9).toString();
-    task.updatedAt = optionalText(query.value(10));
-    task.source = optionalText(query.value(11));
-    task.sentToBot = query.value(12).toLongLong();
-    task.folderId = optionalInteger(query.value(13));
-    task.userId = query.value(14).toLongLong();
-    return task;
-}
-
-StoredUser userFrom(const QSqlQuery& query) {
-    StoredUser stored;
-    stored.user.id = query.value(0).toLongLong();
-    stored.user.telegramId = query.value(1).toString();
-    stored.user.username = optionalText(query.value(2));
-    stored.user.firstName = optionalText(query.value(3));
-    stored.user.lastName = optionalText(query.value(4));
-    stored.user.avatarUrl = optionalText(query.value(5));
-    stored.user.isAdmin = query.value(6).toLongLong() == 1;
-    stored.autoSendBot = query.value(7).toLongLong() == 1;
-    stored.apiKey = optionalText(query.value(8));
-    return stored;
-}
-
-Folder folderFrom(const QSqlQuery& query) {
-    return Folder{query.value(0).toLongLong(), query.value(1).toString(), query.value(2).toString(),
-                  optionalText(query.value(3))};
-}
-
-TaskAttachment attachmentFrom(const QSqlQuery& query) {
-    return TaskAttachment{query.value(0).toLongLong(), query.value(1).toString(), query.value(2).toString(),
-                          query.value(3).toLongLong(), optionalText(query.value(4))};
-}
-
-[[noreturn]] void fail(const QSqlError& error) {
-    throw ServerError(ErrorKind::internal, u"Ошибка хранилища: "_s + error.text());
-}
-
-} // namespace
-
-// Commits when told to, rolls back when left by an exception.
+// Commits when told to, rolls back when left by an exception. Whoever watches the change log hears
+// of a commit that appended to it.
 class SqliteStorage::Transaction final {
 public:
-    Transaction(QSqlDatabase& db, qint64& written)
-        : m_db(db)
-        , m_written(written) {
-        if (!m_db.transaction())
-            fail(m_db.lastError());
+    explicit Transaction(SqliteStorage& storage)
+        : m_storage(storage) {
+        if (!m_storage.m_db.transaction())
+            fail(m_storage.m_db.lastError());
     }
     ~Transaction() {
-        if (!m_done)
-            m_db.rollback();
+        if (!m_done) {
+            m_storage.m_db.rollback();
+            m_storage.m_log.takeAppended();
+        }
     }
     void commit() {
-        if (!m_db.commit())
-            fail(m_db.lastError());
+        if (!m_storage.m_db.commit())
+            fail(m_storage.m_db.lastError());
         m_done = true;
-        ++m_written;
+        ++m_storage.m_written;
+        if (m_storage.m_log.takeAppended())
+            m_storage.announceChanges();
     }
 
 private:
-    QSqlDatabase& m_db;
-    qint64& m_written;
+    SqliteStorage& m_storage;
     bool m_done = false;
 };
 
@@ -194,7 +82,11 @@ SqliteStorage::SqliteStorage(const QString& fileName) {
     if (QSqlQuery query(m_db);
         !query.exec(m_groupedSync ? u"PRAGMA synchronous=NORMAL"_s : u"PRAGMA synchronous=FULL"_s))
         fail(query.lastError());
-    migrate();
+    m_written += SqliteSchema::migrate(m_db);
+    if (QSqlQuery query(m_db); !query.exec(u"SELECT id FROM instance"_s) || !query.next())
+        fail(query.lastError());
+    else
+        m_instanceId = query.value(0).toString();
     makeWritesDurable();
     for (const QString& file : files)
         PrivateFiles::protect(file);
@@ -218,19 +110,15 @@ SqliteStorage::~SqliteStorage() {
 }
 
 int SqliteStorage::schemaVersion() {
-    return int(std::size(migrations));
+    return SqliteSchema::latestVersion();
 }
 
 QSqlQuery SqliteStorage::prepare(const QString& sql) {
-    QSqlQuery query(m_db);
-    if (!query.prepare(sql))
-        fail(query.lastError());
-    return query;
+    return SqliteRows::prepare(m_db, sql);
 }
 
 void SqliteStorage::execute(QSqlQuery& query) {
-    if (!query.exec())
-        fail(query.lastError());
+    SqliteRows::execute(query);
     if (!query.isSelect())
         ++m_written;
 }
@@ -257,31 +145,6 @@ std::function<void()> SqliteStorage::durabilityWork() {
         for (qint64 known = durable->load(); known < written && !durable->compare_exchange_weak(known, written);) {
         }
     };
-}
-
-void SqliteStorage::migrate() {
-    QSqlQuery setup(m_db);
-    if (!setup.exec(u"CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)"_s))
-        fail(setup.lastError());
-    QSqlQuery current = prepare(u"SELECT MAX(version) FROM schema_version"_s);
-    execute(current);
-    int version = current.next() ? current.value(0).toInt() : 0;
-    current.finish();
-    if (version > schemaVersion())
-        throw ServerError(ErrorKind::internal,
-                          u"База данных создана более новой версией сервера (схема %1)"_s.arg(version));
-    for (; version < schemaVersion(); ++version) {
-        Transaction transaction(m_db, m_written);
-        for (const QString& statement : migrations[version]) {
-            QSqlQuery query(m_db);
-            if (!query.exec(statement))
-                fail(query.lastError());
-        }
-        QSqlQuery record = prepare(u"INSERT INTO schema_version (version) VALUES (?)"_s);
-        record.addBindValue(version + 1);
-        execute(record);
-        transaction.commit();
-    }
 }
 
 std::optional<StoredUser> SqliteStorage::userWhere(const QString& condition, const QVariant& value) {
@@ -314,7 +177,7 @@ std::optional<StoredUser> SqliteStorage::userByApiKey(const QString& apiKey) {
 }
 
 StoredUser SqliteStorage::createUser(const NewUser& user, const QString& now) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     QSqlQuery insert = prepare(u"INSERT INTO users (telegram_id, username, first_name, last_name, avatar_name,"
                                u" is_admin, created_at) VALUES (?, ?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(user.telegramId);
@@ -342,7 +205,7 @@ void SqliteStorage::setAvatar(qint64 userId, const QString& avatarName) {
 }
 
 void SqliteStorage::addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     if (revokeOthers) {
         QSqlQuery revoke = prepare(u"DELETE FROM login_keys WHERE user_id = ?"_s);
         revoke.addBindValue(userId);
@@ -365,10 +228,14 @@ void SqliteStorage::addSession(qint64 userId, const QString& tokenHash, const QS
 }
 
 void SqliteStorage::setAutoSendBot(qint64 userId, bool enabled) {
+    Transaction transaction(*this);
     QSqlQuery query = prepare(u"UPDATE users SET auto_send_bot = ? WHERE id = ?"_s);
     query.addBindValue(enabled ? 1 : 0);
     query.addBindValue(userId);
     execute(query);
+    if (query.numRowsAffected() > 0)
+        m_log.append(userId, ChangeKind::settings, ChangeOp::updated, userId);
+    transaction.commit();
 }
 
 void SqliteStorage::setApiKey(qint64 userId, const QString& apiKey) {
@@ -411,7 +278,7 @@ std::optional<VexoTask> SqliteStorage::task(qint64 userId, qint64 taskId) {
 }
 
 VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     QSqlQuery insert = prepare(u"INSERT INTO tasks (user_id, folder_id, title, description, deadline, priority, status,"
                                u" archived, created_at, updated_at, source, sent_to_bot)"
                                u" VALUES (?, ?, ?, ?, ?, ?, 'pending', 0, ?, ?, ?, ?)"_s);
@@ -429,13 +296,14 @@ VexoTask SqliteStorage::insertTask(qint64 userId, const NewTask& task, bool send
     const qint64 id = insert.lastInsertId().toLongLong();
     if (sendToBot)
         appendOutbox(userId, id, task.title, now);
+    m_log.append(userId, ChangeKind::task, ChangeOp::created, id);
     transaction.commit();
     return *this->task(userId, id);
 }
 
 std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
                                                   const QString& now) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     QStringList assignments{u"updated_at = ?"_s};
     QVariantList values{now};
     if (changes.title) {
@@ -471,11 +339,13 @@ std::optional<VexoTask> SqliteStorage::updateTask(qint64 userId, qint64 taskId, 
     execute(update);
     if (update.numRowsAffected() == 0)
         return std::nullopt;
+    m_log.append(userId, ChangeKind::task, ChangeOp::updated, taskId);
     transaction.commit();
     return task(userId, taskId);
 }
 
 bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now) {
+    Transaction transaction(*this);
     QSqlQuery update =
         prepare(u"UPDATE tasks SET archived = 1, archived_at = ?, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
@@ -483,11 +353,15 @@ bool SqliteStorage::archiveTask(qint64 userId, qint64 taskId, const QString& now
     update.addBindValue(taskId);
     update.addBindValue(userId);
     execute(update);
-    return update.numRowsAffected() > 0;
+    if (update.numRowsAffected() == 0)
+        return false;
+    m_log.append(userId, ChangeKind::task, ChangeOp::updated, taskId);
+    transaction.commit();
+    return true;
 }
 
 std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskId) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     QSqlQuery files = prepare(u"SELECT a.stored_name FROM attachments a JOIN tasks t ON t.id = a.task_id"
                               u" WHERE t.id = ? AND t.user_id = ?"_s);
     files.addBindValue(taskId);
@@ -502,6 +376,8 @@ std::optional<QStringList> SqliteStorage::deleteTask(qint64 userId, qint64 taskI
     execute(remove);
     if (remove.numRowsAffected() == 0)
         return std::nullopt;
+    // Its attachments go with it: the task's own change says so.
+    m_log.append(userId, ChangeKind::task, ChangeOp::deleted, taskId);
     transaction.commit();
     return storedNames;
 }
@@ -517,7 +393,7 @@ void SqliteStorage::appendOutbox(qint64 userId, qint64 taskId, const QString& te
 }
 
 bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) {
-    Transaction transaction(m_db, m_written);
+    Transaction transaction(*this);
     QSqlQuery update = prepare(u"UPDATE tasks SET sent_to_bot = 1, updated_at = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(now);
     update.addBindValue(taskId);
@@ -526,6 +402,7 @@ bool SqliteStorage::markSent(qint64 userId, qint64 taskId, const QString& text, 
     if (update.numRowsAffected() == 0)
         return false;
     appendOutbox(userId, taskId, text, now);
+    m_log.append(userId, ChangeKind::task, ChangeOp::updated, taskId);
     transaction.commit();
     return true;
 }
@@ -549,17 +426,22 @@ bool SqliteStorage::hasFolder(qint64 userId, qint64 folderId) {
 }
 
 Folder SqliteStorage::insertFolder(qint64 userId, const QString& name, const QString& color, const QString& now) {
+    Transaction transaction(*this);
     QSqlQuery insert = prepare(u"INSERT INTO folders (user_id, name, color, created_at) VALUES (?, ?, ?, ?)"_s);
     insert.addBindValue(userId);
     insert.addBindValue(name);
     insert.addBindValue(color);
     insert.addBindValue(now);
     execute(insert);
-    return Folder{insert.lastInsertId().toLongLong(), name, color, now};
+    const qint64 id = insert.lastInsertId().toLongLong();
+    m_log.append(userId, ChangeKind::folder, ChangeOp::created, id);
+    transaction.commit();
+    return Folder{id, name, color, now};
 }
 
 std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId, const QString& name,
                                                   const QString& color) {
+    Transaction transaction(*this);
     QSqlQuery update = prepare(u"UPDATE folders SET name = ?, color = ? WHERE id = ? AND user_id = ?"_s);
     update.addBindValue(name);
     update.addBindValue(color);
@@ -568,6 +450,8 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
     execute(update);
     if (update.numRowsAffected() == 0)
         return std::nullopt;
+    m_log.append(userId, ChangeKind::folder, ChangeOp::updated, folderId);
+    transaction.commit();
     QSqlQuery query = prepare(u"SELECT id, name, color, created_at FROM folders WHERE id = ?"_s);
     query.addBindValue(folderId);
     execute(query);
@@ -576,8 +460,15 @@ std::optional<Folder> SqliteStorage::updateFolder(qint64 userId, qint64 folderId
 }
 
 bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
-    Transaction transaction(m_db, m_written);
-    // Explicit rather than relying on ON DELETE SET NULL, so the tasks' updated_at moves too.
+    Transaction transaction(*this);
+    // Explicit rather than left to ON DELETE SET NULL, so that the change log names each task.
+    QSqlQuery held = prepare(u"SELECT id FROM tasks WHERE folder_id = ? AND user_id = ? ORDER BY id"_s);
+    held.addBindValue(folderId);
+    held.addBindValue(userId);
+    execute(held);
+    QList<qint64> released;
+    while (held.next())
+        released << held.value(0).toLongLong();
     QSqlQuery release = prepare(u"UPDATE tasks SET folder_id = NULL WHERE folder_id = ? AND user_id = ?"_s);
     release.addBindValue(folderId);
     release.addBindValue(userId);
@@ -588,6 +479,9 @@ bool SqliteStorage::deleteFolder(qint64 userId, qint64 folderId) {
     execute(remove);
     if (remove.numRowsAffected() == 0)
         return false;
+    m_log.append(userId, ChangeKind::folder, ChangeOp::deleted, folderId);
+    for (const qint64 taskId : std::as_const(released))
+        m_log.append(userId, ChangeKind::task, ChangeOp::updated, taskId);
     transaction.commit();
     return true;
 }
@@ -623,6 +517,7 @@ std::optional<StoredAttachment> SqliteStorage::attachment(qint64 userId, qint64 
 
 TaskAttachment SqliteStorage::insertAttachment(qint64 taskId, const QString& filename, const QString& mimetype,
                                                qint64 size, const QString& storedName, const QString& now) {
+    Transaction transaction(*this);
     QSqlQuery insert = prepare(u"INSERT INTO attachments (task_id, filename, mimetype, size, stored_name, created_at)"
                                u" VALUES (?, ?, ?, ?, ?, ?)"_s);
     insert.addBindValue(taskId);
@@ -632,82 +527,89 @@ TaskAttachment SqliteStorage::insertAttachment(qint64 taskId, const QString& fil
     insert.addBindValue(storedName);
     insert.addBindValue(now);
     execute(insert);
-    return TaskAttachment{insert.lastInsertId().toLongLong(), filename, mimetype, size, now};
+    const qint64 id = insert.lastInsertId().toLongLong();
+    m_log.appendUnderTask(taskId, ChangeKind::attachment, ChangeOp::created, id);
+    transaction.commit();
+    return TaskAttachment{id, filename, mimetype, size, now};
 }
 
 std::optional<QString> SqliteStorage::deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) {
+    Transaction transaction(*this);
     const auto stored = attachment(userId, taskId, attachmentId);
     if (!stored)
         return std::nullopt;
     QSqlQuery remove = prepare(u"DELETE FROM attachments WHERE id = ?"_s);
     remove.addBindValue(attachmentId);
     execute(remove);
+    m_log.append(userId, ChangeKind::attachment, ChangeOp::deleted, attachmentId, taskId);
+    transaction.commit();
     return stored->storedName;
 }
 
-// Tasks of a user whose `dayColumn` falls in [fromDay, toDay], counted per value of `group`.
-QHash<QString, qint64> SqliteStorage::countsBy(const QString& group, const QString& dayColumn, qint64 userId,
-                                               const QString& fromDay, const QString& toDay) {
-    QSqlQuery query = prepare(u"SELECT %1 AS grp, COUNT(*) FROM tasks WHERE user_id = ? AND %2 IS NOT NULL"
-                              u" AND SUBSTR(%2, 1, 10) BETWEEN ? AND ? GROUP BY grp"_s.arg(group, dayColumn));
-    query.addBindValue(userId);
-    query.addBindValue(fromDay);
-    query.addBindValue(toDay);
-    execute(query);
-    QHash<QString, qint64> counts;
-    while (query.next())
-        counts.insert(query.value(0).toString(), query.value(1).toLongLong());
-    return counts;
-}
-
 QHash<QString, qint64> SqliteStorage::createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
-    return countsBy(u"SUBSTR(created_at, 1, 10)"_s, u"created_at"_s, userId, fromDay, toDay);
+    return m_reports.createdPerDay(userId, fromDay, toDay);
 }
 
 QHash<QString, qint64> SqliteStorage::completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay) {
-    return countsBy(u"SUBSTR(completed_at, 1, 10)"_s, u"completed_at"_s, userId, fromDay, toDay);
+    return m_reports.completedPerDay(userId, fromDay, toDay);
 }
 
 QHash<QString, qint64> SqliteStorage::createdPerPriority(qint64 userId, const QString& fromDay, const QString& toDay) {
-    return countsBy(u"priority"_s, u"created_at"_s, userId, fromDay, toDay);
+    return m_reports.createdPerPriority(userId, fromDay, toDay);
 }
 
 AdminStats SqliteStorage::adminStats() {
-    QSqlQuery query = prepare(u"SELECT (SELECT COUNT(*) FROM users), (SELECT COUNT(*) FROM tasks),"
-                              u" (SELECT COUNT(*) FROM tasks WHERE status = 'pending' AND archived = 0),"
-                              u" (SELECT COUNT(*) FROM tasks WHERE status = 'done')"_s);
-    execute(query);
-    query.next();
-    return AdminStats{query.value(0).toLongLong(), query.value(1).toLongLong(), query.value(2).toLongLong(),
-                      query.value(3).toLongLong()};
+    return m_reports.adminStats();
 }
 
 QList<AdminUser> SqliteStorage::adminUsers() {
-    QSqlQuery query = prepare(u"SELECT u.id, u.telegram_id, u.username, u.first_name, u.last_name, u.is_admin,"
-                              u" (SELECT COUNT(*) FROM tasks t WHERE t.user_id = u.id) FROM users u ORDER BY u.id"_s);
-    execute(query);
-    QList<AdminUser> users;
-    while (query.next()) {
-        AdminUser user;
-        user.id = query.value(0).toLongLong();
-        user.telegramId = query.value(1).toString();
-        user.username = optionalText(query.value(2));
-        user.firstName = optionalText(query.value(3));
-        user.lastName = optionalText(query.value(4));
-        user.isAdmin = query.value(5).toLongLong() == 1;
-        user.taskCount = query.value(6).toLongLong();
-        users.append(user);
-    }
-    return users;
+    return m_reports.adminUsers();
 }
 
 QList<OutboxEntry> SqliteStorage::outbox() {
-    QSqlQuery query = prepare(u"SELECT id, task_id, telegram_id, text, created_at FROM outbox ORDER BY id"_s);
-    execute(query);
-    QList<OutboxEntry> entries;
-    while (query.next()) {
-        entries.append(OutboxEntry{query.value(0).toLongLong(), query.value(1).toLongLong(), query.value(2).toString(),
-                                   query.value(3).toString(), query.value(4).toString()});
+    return m_reports.outbox();
+}
+
+qint64 SqliteStorage::latestRevision(qint64 userId, ChangeKind kind) {
+    return m_log.latest(userId, kind);
+}
+
+qint64 SqliteStorage::lastRevision() {
+    return m_log.latest();
+}
+
+QList<Change> SqliteStorage::changesAfter(qint64 revision, int limit, qint64& through) {
+    return m_log.after(revision, limit, &through);
+}
+
+qint64 SqliteStorage::pruneChangeLog() {
+    Transaction transaction(*this);
+    const qint64 removed = m_log.prune();
+    transaction.commit();
+    return removed;
+}
+
+QString SqliteStorage::instanceId() {
+    return m_instanceId;
+}
+
+qint64 SqliteStorage::dataVersion() {
+    QSqlQuery query(m_db);
+    if (!query.exec(u"PRAGMA data_version"_s) || !query.next())
+        fail(query.lastError());
+    return query.value(0).toLongLong();
+}
+
+std::unique_ptr<ChangeWatch> SqliteStorage::watchChanges(int pollIntervalMs) {
+    auto watch = std::make_unique<SqliteChangeWatch>([this] { return dataVersion(); }, pollIntervalMs);
+    m_watches.removeAll(nullptr);
+    m_watches.append(watch.get());
+    return watch;
+}
+
+void SqliteStorage::announceChanges() {
+    for (const QPointer<SqliteChangeWatch>& watch : std::as_const(m_watches)) {
+        if (watch)
+            watch->announce();
     }
-    return entries;
 }

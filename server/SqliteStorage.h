@@ -1,17 +1,22 @@
 #pragma once
 
+#include "SqliteChangeLog.h"
+#include "SqliteReports.h"
 #include "Storage.h"
 
+#include <QPointer>
 #include <QSqlDatabase>
 
 #include <atomic>
 #include <memory>
 
 class QSqlQuery;
+class SqliteChangeWatch;
 
 // Storage on SQLite: WAL journal synced for groups of commits, foreign keys on, a versioned schema
-// migrated at open, files private to the service's user. The SQL is kept to what PostgreSQL also
-// speaks, apart from the connection pragmas.
+// migrated at open (SqliteSchema), a change log written with every change (SqliteChangeLog), files
+// private to the service's user. The SQL is kept to what PostgreSQL also speaks, apart from the
+// connection pragmas.
 class SqliteStorage final : public Storage {
 public:
     // Opens (creating when needed) the database file and migrates it; throws ServerError on failure.
@@ -70,20 +75,34 @@ public:
 
     QList<OutboxEntry> outbox() override;
 
+    qint64 latestRevision(qint64 userId, ChangeKind kind) override;
+    qint64 lastRevision() override;
+    QList<Change> changesAfter(qint64 revision, int limit, qint64& through) override;
+    std::unique_ptr<ChangeWatch> watchChanges(int pollIntervalMs) override;
+    QString instanceId() override;
+
+    // How many rows of the change log are kept (the newest of each user and kind besides).
+    void setChangeLogLimit(qint64 rows) { m_log.setLimit(rows); }
+    qint64 changeLogRows() { return m_log.rowCount(); }
+    qint64 pruneChangeLog();
+
 private:
     class Transaction;
 
     QSqlQuery prepare(const QString& sql);
     void execute(QSqlQuery& query);
-    void migrate();
+    qint64 dataVersion();
+    void announceChanges();
     std::optional<StoredUser> userWhere(const QString& condition, const QVariant& value);
     void appendOutbox(qint64 userId, qint64 taskId, const QString& text, const QString& now);
-    QHash<QString, qint64> countsBy(const QString& group, const QString& dayColumn, qint64 userId,
-                                    const QString& fromDay, const QString& toDay);
 
     QString m_connectionName;
     QString m_fileName;
     QSqlDatabase m_db;
+    SqliteChangeLog m_log{m_db};
+    SqliteReports m_reports{m_db};
+    QList<QPointer<SqliteChangeWatch>> m_watches;
+    QString m_instanceId;
     bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
     qint64 m_written = 0;       // writes so far
     // How many of them are known to be on disk; shared with syncs still running.

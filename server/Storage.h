@@ -2,6 +2,8 @@
 
 #include "AdminStats.h"
 #include "AdminUser.h"
+#include "Change.h"
+#include "ChangeWatch.h"
 #include "Folder.h"
 #include "TaskAttachment.h"
 #include "User.h"
@@ -12,6 +14,7 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 // A user as the service keeps them. user.avatarUrl holds the avatar's stored name.
@@ -72,6 +75,10 @@ struct OutboxEntry {
 
 // Everything the service keeps. Each mutating call is one transaction; `now` is the caller's clock
 // in the answer form (ISO 8601 with milliseconds, UTC). Ids of other users' rows behave as absent.
+// Every call that changes a user's tasks, folders, settings or attachments also appends to the
+// change log in its transaction: creating, updating, archiving, sending or deleting a task; creating,
+// renaming or deleting a folder (and updating each task it held); the settings; adding or removing
+// an attachment.
 class Storage {
 public:
     virtual ~Storage() = default;
@@ -122,6 +129,24 @@ public:
     virtual QList<AdminUser> adminUsers() = 0;
 
     virtual QList<OutboxEntry> outbox() = 0;
+
+    // The change log. Revisions come from one sequence across all users; 0 means none yet.
+    virtual qint64 latestRevision(qint64 userId, ChangeKind kind) = 0;
+    // The user's latest revision of any kind.
+    qint64 userRevision(qint64 userId) {
+        qint64 latest = 0;
+        for (ChangeKind kind : allChangeKinds)
+            latest = qMax(latest, latestRevision(userId, kind));
+        return latest;
+    }
+    // Across all users.
+    virtual qint64 lastRevision() = 0;
+    // At most `limit` changes after `revision`, oldest first; `through` becomes the revision read up to.
+    virtual QList<Change> changesAfter(qint64 revision, int limit, qint64& through) = 0;
+    // Announces changes to the log from this process and from others; the storage outlives it.
+    virtual std::unique_ptr<ChangeWatch> watchChanges(int pollIntervalMs) = 0;
+    // Tells this database from any other: a new one gets a new identifier.
+    virtual QString instanceId() = 0;
 
     // Writes may become durable in groups rather than at each commit. Whoever reports a write as
     // done (an HTTP answer, a printed id) first waits for durabilityWork() to have run: it makes

@@ -1,6 +1,7 @@
 #include "TaskApi.h"
 
 #include "ApiRequest.h"
+#include "EntityTag.h"
 #include "Envelopes.h"
 #include "JsonFields.h"
 #include "JsonWriter.h"
@@ -110,7 +111,20 @@ HttpReply TaskApi::list(ApiRequest& request) {
         if (!ok || *filter.folderId <= 0)
             throw ServerError::badRequest(u"Параметр «folderId»: ожидается положительное целое число"_s);
     }
-    return HttpReply::json(encodeJson(TasksResponse{m_context.storage.tasks(request.userId(), filter)}));
+    // The tag names the list's form and the user's latest task revision: every change to one of
+    // their tasks moves that revision, and the revision is read before the list, so a tag never
+    // claims a newer list than the one it comes with.
+    const qint64 userId = request.userId();
+    QByteArrayList tag{m_context.storage.instanceId().toLatin1(), QByteArray::number(userId), "tasks",
+                       QByteArray::number(m_context.storage.latestRevision(userId, ChangeKind::task)),
+                       filter.archived ? "a1" : "a0"};
+    if (filter.status)
+        tag << "s" + rawValue(*filter.status).toLatin1();
+    if (filter.folderId)
+        tag << "f" + QByteArray::number(*filter.folderId);
+    return EntityTag::answer(request, EntityTag::make(tag), [&] {
+        return HttpReply::json(encodeJson(TasksResponse{m_context.storage.tasks(userId, filter)}));
+    });
 }
 
 VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source) {

@@ -1,9 +1,9 @@
 #include "VexoServer.h"
 
 #include "PrivateFiles.h"
-#include "Secrets.h"
 #include "ServerError.h"
 #include "ServerLog.h"
+#include "SessionAuth.h"
 
 #include <QUrl>
 
@@ -36,6 +36,8 @@ VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& data
     , m_folders(m_context)
     , m_auth(m_context)
     , m_account(m_context, m_tasks)
+    , m_feed(storage,
+             [this](QObject* context, std::function<void()> work) { m_http.afterSync(context, std::move(work)); })
     , m_http(*this) {
     PrivateFiles::makeFolder(m_context.dataDir.filePath(u"attachments"_s));
     PrivateFiles::makeFolder(m_context.dataDir.filePath(u"avatars"_s));
@@ -43,6 +45,7 @@ VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& data
     m_tasks.registerRoutes(m_router);
     m_folders.registerRoutes(m_router);
     m_account.registerRoutes(m_router);
+    m_feed.registerRoutes(m_router);
 }
 
 quint16 VexoServer::listen(const QHostAddress& address, quint16 port) {
@@ -52,13 +55,7 @@ quint16 VexoServer::listen(const QHostAddress& address, quint16 port) {
 void VexoServer::authenticate(ApiRequest& request, Access access) {
     if (access == Access::everyone)
         return;
-    const QByteArray authorization = request.header("authorization");
-    if (!authorization.startsWith("Bearer ") || authorization.size() <= 7)
-        throw ServerError(ErrorKind::unauthorized, u"Требуется авторизация"_s);
-    const QString token = QString::fromLatin1(authorization.mid(7)).trimmed();
-    request.user = m_context.storage.userBySessionHash(Secrets::hash(token));
-    if (!request.user)
-        throw ServerError(ErrorKind::unauthorized, u"Сессия недействительна, войдите снова"_s);
+    request.user = sessionUser(m_context.storage, request.header("authorization"));
     if (access == Access::administrator && request.user->user.isAdmin != true)
         throw ServerError(ErrorKind::forbidden, u"Доступ только для администраторов"_s);
 }

@@ -2,6 +2,7 @@
 
 #include "AccountApi.h"
 #include "AuthApi.h"
+#include "EventFeed.h"
 #include "FolderApi.h"
 #include "HttpHandler.h"
 #include "HttpServer.h"
@@ -25,6 +26,9 @@ public:
     // Limits and time-outs for connections accepted from then on.
     void setLimits(const HttpLimits& limits) { m_http.setLimits(limits); }
     const HttpLimits& limits() const { return m_http.limits(); }
+    // The change feed's limits, for sockets accepted from then on.
+    void setFeedLimits(const FeedLimits& limits) { m_feed.setLimits(limits); }
+    const EventFeed& feed() const { return m_feed; }
 
     // The reply for one request, without any socket: the whole pipeline, for the server and for tests.
     HttpReply dispatch(ApiRequest& request);
@@ -39,6 +43,7 @@ private:
     HttpReply respond(HttpRequest& request) override;
     bool needsSync() override { return m_context.storage.hasUndurableWrites(); }
     std::function<void()> syncWork() override { return m_context.storage.durabilityWork(); }
+    bool upgrade(const HttpRequest& request, QTcpSocket* socket) override { return m_feed.take(request, socket); }
 
     ServerContext m_context;
     Router m_router;
@@ -46,6 +51,7 @@ private:
     FolderApi m_folders;
     AuthApi m_auth;
     AccountApi m_account;
+    EventFeed m_feed;
     // Last, so that connections go before what their requests use.
     HttpServer m_http;
 };

@@ -1,5 +1,6 @@
 #include "APIService.h"
 #include "Await.h"
+#include "FeedClient.h"
 #include "HttpProbe.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
@@ -132,6 +133,55 @@ private Q_SLOTS:
         QVERIFY(server.waitForFinished(10'000));
         QCOMPARE(server.exitStatus(), QProcess::NormalExit);
         QCOMPARE(server.exitCode(), 0);
+    }
+
+    // The server process tells a signed-in client of a task the command line adds, as the bot does,
+    // and says it is going away when stopped.
+    void feedOfTheServerProcess() {
+        QTemporaryDir data;
+        const QString key = runCommand({u"user"_s, u"add"_s, u"--telegram-id"_s, u"77"_s}, 0, data.path());
+        QProcess server;
+        const QString base = startServer(server, data.path());
+        QVERIFY(!base.isEmpty());
+        MemoryStore store;
+        APIService api(base, m_network, store);
+        const QByteArray token = await(api.verifyKey(key)).token.toUtf8();
+        QString events = base;
+        FeedClient client(events.replace(u"http://"_s, u"ws://"_s) + u"/api/events"_s, FeedClient::bearer(token));
+        QTRY_COMPARE_WITH_TIMEOUT(client.texts(), QStringList{u"{\"type\":\"hello\",\"rev\":0}"_s}, 10'000);
+
+        const QString taskId =
+            runCommand({u"task"_s, u"add"_s, u"--telegram-id"_s, u"77"_s, u"--title"_s, u"Из бота"_s}, 0, data.path());
+        QTRY_COMPARE_WITH_TIMEOUT(client.changes(), QStringList{u"task created "_s + taskId}, 1'000);
+
+        ::kill(pid_t(server.processId()), SIGTERM);
+        QTRY_VERIFY_WITH_TIMEOUT(client.isClosed(), 10'000);
+        QCOMPARE(client.closeCode(), 1001);
+        QVERIFY(server.waitForFinished(10'000));
+        QCOMPARE(server.exitCode(), 0);
+    }
+
+    // A mistyped option stops the server before it opens any storage or takes any port.
+    void misspeltOptionStopsTheServer() {
+        QTemporaryDir parent;
+        const QString data = parent.filePath(u"data"_s);
+        QProcess process;
+        process.start(QStringLiteral(VEXO_SERVER_BINARY),
+                      {u"serve"_s, u"--listen"_s, u"127.0.0.1:0"_s, u"--databse"_s, data});
+        QVERIFY(process.waitForFinished(30'000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 2);
+        QVERIFY(process.readAllStandardOutput().isEmpty());
+        QVERIFY(QString::fromUtf8(process.readAllStandardError()).contains(u"Неизвестный параметр: --databse"_s));
+        QVERIFY(!QFileInfo::exists(data));
+
+        QProcess version;
+        version.start(QStringLiteral(VEXO_SERVER_BINARY), {u"--version"_s});
+        QVERIFY(version.waitForFinished(30'000));
+        QCOMPARE(version.exitCode(), 0);
+        QVERIFY(QRegularExpression(u"^vexo-server \\d+\\.\\d+\\.\\d+\n$"_s)
+                    .match(QString::fromUtf8(version.readAllStandardOutput()))
+                    .hasMatch());
     }
 
     // With the most permissive umask, everything the service creates is still its user's alone.

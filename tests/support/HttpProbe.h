@@ -46,11 +46,35 @@ public:
     // The next whole answer (interim ones such as 100 Continue included), or empty after `timeoutMs`.
     std::optional<RawAnswer> nextAnswer(int timeoutMs);
     QByteArray received() const { return m_received; }
+    // Everything received so far, which is then forgotten.
+    QByteArray takeReceived() { return std::exchange(m_received, {}); }
+    // A client that stops reading: what arrives stays in the kernel, whose receive buffer is made
+    // as small as it goes, so that the server's side fills up.
+    void pauseReading();
+    void resumeReading();
 
 private:
     std::optional<RawAnswer> takeAnswer();
 
+    void read();
+
     std::unique_ptr<QTcpSocket> m_socket;
     QByteArray m_received;
     bool m_closed = false;
+    bool m_paused = false;
 };
+
+// WebSocket frames for tests that speak the protocol by hand.
+struct WebSocketFrame {
+    int opcode = 0; // 1 text, 8 close, 9 ping, 10 pong
+    QByteArray payload;
+    int closeCode() const;
+    QString closeReason() const;
+};
+
+// The first whole frame a server sent (unmasked) off the front of `bytes`, or nothing yet.
+std::optional<WebSocketFrame> takeWebSocketFrame(QByteArray& bytes);
+// A frame as a client sends it: final, masked.
+QByteArray clientWebSocketFrame(int opcode, const QByteArray& payload);
+// GET /api/events asking for a WebSocket, with `authorization` as the Authorization field (none when empty).
+QByteArray eventsHandshake(const QByteArray& authorization, const QByteArray& extraFields = {});

@@ -15,6 +15,16 @@ QString LocalService::baseUrl() const {
     return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
 }
 
+QString LocalService::eventsUrl() const {
+    return QStringLiteral("ws://127.0.0.1:%1/api/events").arg(m_port);
+}
+
+QByteArray LocalService::signIn(const QString& telegramId) {
+    const QString token = Secrets::newSessionToken();
+    m_storage->addSession(userId(telegramId), Secrets::hash(token), m_clock.now().toString(Qt::ISODateWithMs));
+    return token.toUtf8();
+}
+
 QString LocalService::addUser(const QString& telegramId, bool admin, const QString& firstName) {
     NewUser person;
     person.telegramId = telegramId;
