@@ -62,7 +62,7 @@ private Q_SLOTS:
         row("half a command", {u"user"_s}, 2, QString(), u"Укажите команду: user add или user key"_s);
         row("unknown subcommand", {u"task"_s, u"remove"_s}, 2, QString(), u"Неизвестная команда: task remove"_s);
         row("unknown option", {u"serve"_s, u"--bogus"_s, u"1"_s}, 2, QString(), u"Неизвестный параметр: --bogus"_s);
-        row("misspelt --data", {u"outbox"_s, u"--database"_s, d}, 2, QString(), u"Неизвестный параметр: --database"_s);
+        row("misspelt --data", {u"outbox"_s, u"--datadir"_s, d}, 2, QString(), u"Неизвестный параметр: --datadir"_s);
         row("unknown option points at the command", {u"outbox"_s, u"--bogus"_s}, 2, QString(),
             u"Подробнее: vexo-server outbox --help"_s);
         row("unknown option with --help", {u"--help"_s, u"--bogus"_s}, 2, QString(),

@@ -1,14 +1,43 @@
 #include "LocalService.h"
 
+#include "PostgresCluster.h"
 #include "Secrets.h"
 
-LocalService::LocalService(QDateTime now, const HttpLimits& limits)
-    : m_clock(std::move(now))
-    , m_storage(std::make_unique<SqliteStorage>(m_dir.filePath(QStringLiteral("vexo.db"))))
-    , m_server(std::make_unique<VexoServer>(*m_storage, m_clock, m_dir.path())) {
+TestBackend testBackend() {
+    return qgetenv("VEXO_TEST_BACKEND") == "postgres" ? TestBackend::postgres : TestBackend::sqlite;
+}
+
+QString backendName(TestBackend backend) {
+    return backend == TestBackend::postgres ? QStringLiteral("PostgreSQL") : QStringLiteral("SQLite");
+}
+
+LocalService::LocalService(QDateTime now, const HttpLimits& limits, TestBackend backend)
+    : m_backend(backend)
+    , m_clock(std::move(now)) {
+    m_choice.dataDir = m_dir.path();
+    if (m_backend == TestBackend::postgres) {
+        PostgresCluster& cluster = PostgresCluster::shared();
+        m_database = cluster.createDatabase();
+        m_choice.database = PostgresAddress::parse(cluster.address(m_database));
+    }
+    m_storage = m_choice.open();
+    m_server = std::make_unique<VexoServer>(*m_storage, m_clock);
     m_server->setLimits(limits);
     m_port = m_server->listen(QHostAddress::LocalHost, 0);
     Q_ASSERT(m_port != 0);
+}
+
+LocalService::~LocalService() {
+    m_server.reset();
+    m_storage.reset();
+    if (!m_database.isEmpty())
+        PostgresCluster::shared().releaseDatabase(m_database);
+}
+
+QStringList LocalService::storageArguments() const {
+    if (m_backend == TestBackend::postgres)
+        return {QStringLiteral("--database"), PostgresCluster::shared().address(m_database)};
+    return {QStringLiteral("--data"), m_dir.path()};
 }
 
 QString LocalService::baseUrl() const {
