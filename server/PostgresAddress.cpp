@@ -33,7 +33,26 @@ std::optional<PostgresAddress> PostgresAddress::parse(const QString& uri, QStrin
         fail(problem, expected);
         return std::nullopt;
     }
-    const QUrl url(uri, QUrl::StrictMode);
+    // A socket folder may stand for the host, percent-encoded ("%2Frun%2Fpostgresql"), which a URL
+    // host cannot be: it is read apart.
+    QString text = uri;
+    QString socketFolder;
+    {
+        const qsizetype start = text.indexOf(u"://"_s) + 3;
+        qsizetype end = start;
+        while (end < text.size() && text[end] != u'/' && text[end] != u'?')
+            ++end;
+        const qsizetype at = text.lastIndexOf(u'@', end - 1);
+        const qsizetype hostStart = at >= start ? at + 1 : start;
+        if (text.mid(hostStart, 3).compare(u"%2F"_s, Qt::CaseInsensitive) == 0) {
+            qsizetype hostEnd = hostStart;
+            while (hostEnd < end && text[hostEnd] != u':')
+                ++hostEnd;
+            socketFolder = QUrl::fromPercentEncoding(text.mid(hostStart, hostEnd - hostStart).toUtf8());
+            text.replace(hostStart, hostEnd - hostStart, u"socket"_s);
+        }
+    }
+    const QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.hasFragment()) {
         fail(problem, expected);
         return std::nullopt;
@@ -47,7 +66,7 @@ std::optional<PostgresAddress> PostgresAddress::parse(const QString& uri, QStrin
     }
     PostgresAddress address;
     address.m_userName = url.userName(QUrl::FullyDecoded);
-    address.m_host = url.host(QUrl::FullyDecoded);
+    address.m_host = socketFolder.isEmpty() ? url.host(QUrl::FullyDecoded) : socketFolder;
     address.m_port = url.port(-1);
     QString path = url.path(QUrl::FullyDecoded);
     if (path.startsWith(u'/'))

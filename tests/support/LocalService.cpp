@@ -20,6 +20,17 @@ LocalService::LocalService(QDateTime now, const HttpLimits& limits, TestBackend 
         m_database = cluster.createDatabase();
         m_choice.database = PostgresAddress::parse(cluster.address(m_database));
     }
+    serve(limits);
+}
+
+LocalService::LocalService(const LocalService& sameStorageAs)
+    : m_backend(sameStorageAs.m_backend)
+    , m_choice(sameStorageAs.m_choice)
+    , m_clock(sameStorageAs.m_clock.now()) {
+    serve(HttpLimits());
+}
+
+void LocalService::serve(const HttpLimits& limits) {
     m_storage = m_choice.open();
     m_server = std::make_unique<VexoServer>(*m_storage, m_clock);
     m_server->setLimits(limits);
@@ -35,9 +46,9 @@ LocalService::~LocalService() {
 }
 
 QStringList LocalService::storageArguments() const {
-    if (m_backend == TestBackend::postgres)
-        return {QStringLiteral("--database"), PostgresCluster::shared().address(m_database)};
-    return {QStringLiteral("--data"), m_dir.path()};
+    if (m_choice.database)
+        return {QStringLiteral("--database"), PostgresCluster::shared().address(m_choice.database->databaseName())};
+    return {QStringLiteral("--data"), m_choice.dataDir};
 }
 
 QString LocalService::baseUrl() const {

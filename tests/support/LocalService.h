@@ -23,6 +23,9 @@ class LocalService final {
 public:
     explicit LocalService(QDateTime now = QDateTime::currentDateTimeUtc(), const HttpLimits& limits = HttpLimits(),
                           TestBackend backend = testBackend());
+    // Another instance on the same storage: a second process of one deployment, with a connection,
+    // a port and a clock of its own. The first keeps the storage.
+    explicit LocalService(const LocalService& sameStorageAs);
     ~LocalService();
 
     QString baseUrl() const;
@@ -48,9 +51,11 @@ public:
     void stop() { m_server.reset(); }
 
 private:
+    void serve(const HttpLimits& limits);
+
     QTemporaryDir m_dir;
     TestBackend m_backend;
-    QString m_database; // on PostgreSQL
+    QString m_database; // on PostgreSQL, when this instance made it
     StorageChoice m_choice;
     FixedClock m_clock;
     std::unique_ptr<Storage> m_storage;

@@ -28,11 +28,11 @@ QString TestStorages::addressOf(const QString& name) {
     return PostgresCluster::shared().address(database);
 }
 
-std::unique_ptr<SqlStorage> TestStorages::open(const QString& name) {
+std::unique_ptr<SqlStorage> TestStorages::open(const QString& name, const std::optional<QString>& contentFolder) {
     if (m_backend == TestBackend::postgres)
-        return std::make_unique<PostgresStorage>(*PostgresAddress::parse(addressOf(name)));
+        return std::make_unique<PostgresStorage>(*PostgresAddress::parse(addressOf(name)), contentFolder);
     QDir(m_dir.path()).mkpath(name);
-    return std::make_unique<SqliteStorage>(fileOf(name));
+    return std::make_unique<SqliteStorage>(fileOf(name), contentFolder);
 }
 
 void TestStorages::withConnection(const QString& name, const std::function<void(SqlConnection&)>& work) {

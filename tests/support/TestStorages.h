@@ -18,7 +18,9 @@ public:
     ~TestStorages();
 
     TestBackend backend() const { return m_backend; }
-    std::unique_ptr<SqlStorage> open(const QString& name = QStringLiteral("main"));
+    // `contentFolder`: where attachment and avatar contents go, instead of the backend's default.
+    std::unique_ptr<SqlStorage> open(const QString& name = QStringLiteral("main"),
+                                     const std::optional<QString>& contentFolder = std::nullopt);
     // A bare connection to the named database, no schema applied: for building older ones by hand.
     void withConnection(const QString& name, const std::function<void(SqlConnection&)>& work);
     // Forgets the named storage: the next open() starts from nothing.
