@@ -615,7 +615,8 @@ bool SqlStorage::writeContentFile(const QString& name, const QByteArray& bytes) 
 void SqlStorage::putContent(const QString& name, const QByteArray& bytes) {
     auto insert = prepare(u"INSERT INTO blobs (name, content) VALUES (?, ?)"_s);
     insert->addBindValue(name);
-    insert->addBindValue(bytes);
+    // An empty file is still a file: a null array would be bound as NULL.
+    insert->addBindValue(bytes.isNull() ? QByteArray("") : bytes);
     execute(insert);
 }
 

@@ -4,9 +4,7 @@
 #include "AdminUser.h"
 #include "Change.h"
 #include "ChangeWatch.h"
-#include "Envelopes.h"
 #include "Folder.h"
-#include "JsonWriter.h"
 #include "TaskAttachment.h"
 #include "User.h"
 #include "VexoTask.h"
@@ -109,11 +107,6 @@ public:
     virtual bool admitAttempt(const QStringList& buckets, qint64 nowMs, qint64 windowMs, int limit) = 0;
 
     virtual QList<VexoTask> tasks(qint64 userId, const TaskFilter& filter) = 0;
-    // The same list as the bytes of its answer, {"tasks":[…]}: where it pays, a backend writes them
-    // straight from its rows instead of through records.
-    virtual QByteArray tasksAnswer(qint64 userId, const TaskFilter& filter) {
-        return encodeJson(TasksResponse{tasks(userId, filter)});
-    }
     virtual std::optional<VexoTask> task(qint64 userId, qint64 taskId) = 0;
     // With `sendToBot` the task is created as sent and its delivery is recorded in the outbox.
     virtual VexoTask insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) = 0;

@@ -166,6 +166,19 @@ private Q_SLOTS:
             QCOMPARE(filesUnder(place), QStringList{u"avatars/"_s + avatar});
     }
 
+    // An empty file is stored as one, wherever contents go.
+    void anEmptyContentIsKept() {
+        const auto storage = m_storages->open();
+        const qint64 user = addUser(*storage, u"1"_s);
+        const qint64 task = addTask(*storage, user);
+        const auto added = storage->addAttachment(task, u"empty.txt"_s, u"text/plain"_s, QByteArray(), now);
+        QVERIFY(added);
+        QCOMPARE(added->size, 0);
+        const auto file = storage->attachmentFile(user, task, added->id);
+        QVERIFY(file && file->content);
+        QVERIFY(file->content->isEmpty());
+    }
+
     // Contents stay readable after the deployment changes where new ones go.
     void contentsStayWhereTheyWere() {
         qint64 user = 0;
