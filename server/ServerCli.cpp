@@ -1,9 +1,9 @@
 #include "ServerCli.h"
 
 #include "DemoData.h"
+#include "PostgresStorage.h"
 #include "Secrets.h"
 #include "ServerCommandLine.h"
-#include "PostgresStorage.h"
 #include "ServerError.h"
 #include "SqliteStorage.h"
 #include "StorageChoice.h"
@@ -101,6 +101,7 @@ int ServerCli::run(const QStringList& arguments) {
 
     std::optional<QHostAddress> listenAddress;
     quint16 listenPort = 0;
+    QList<QHostAddress> trustedProxies;
     if (command == u"serve") {
         const QString listen = option(u"--listen"_s).value_or(u"127.0.0.1:8765"_s);
         const qsizetype colon = listen.lastIndexOf(u':');
@@ -111,6 +112,12 @@ int ServerCli::run(const QStringList& arguments) {
             return usage(u"Неверный адрес --listen: %1"_s.arg(listen), command);
         listenAddress = address;
         listenPort = quint16(port);
+        for (const QString& proxy : option(u"--trusted-proxy"_s).value_or(QString()).split(u',', Qt::SkipEmptyParts)) {
+            const QHostAddress trusted(proxy.trimmed());
+            if (trusted.isNull())
+                return usage(u"Неверный адрес --trusted-proxy: %1"_s.arg(proxy), command);
+            trustedProxies << trusted;
+        }
     }
     qint64 attachTaskId = 0;
     if (command == u"attach") {
@@ -155,6 +162,9 @@ int ServerCli::run(const QStringList& arguments) {
         }
         if (command == u"serve") {
             VexoServer server(storage, clock);
+            HttpLimits limits = server.limits();
+            limits.trustedProxies = trustedProxies;
+            server.setLimits(limits);
             if (option(u"--demo"_s)) {
                 const qint64 userId = DemoData::ensure(context);
                 m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";

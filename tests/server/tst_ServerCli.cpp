@@ -96,19 +96,21 @@ private Q_SLOTS:
         row("bad listen address", {u"serve"_s, u"--listen"_s, u"localhost"_s}, 2, QString(),
             u"Неверный адрес --listen: localhost"_s);
 
+        row("bad trusted proxy", {u"serve"_s, u"--trusted-proxy"_s, u"127.0.0.1,nginx"_s}, 2, QString(),
+            u"Неверный адрес --trusted-proxy: nginx"_s);
         const QString pg = u"postgresql://vexo@db.example:5432/vexo"_s;
         row("--database that is not an address", {u"outbox"_s, u"--database"_s, d}, 2, QString(),
             u"Параметр --database: ожидается адрес вида postgresql://"_s);
         row("--database with a password", {u"outbox"_s, u"--database"_s, u"postgresql://vexo:secret@db/vexo"_s}, 2,
             QString(), u"Параметр --database: пароль в адресе виден всем"_s);
         row("--database with a password parameter",
-            {u"serve"_s, u"--database"_s, u"postgresql:///vexo?password=secret"_s}, 2, QString(),
-            u"PGPASSFILE"_s);
+            {u"serve"_s, u"--database"_s, u"postgresql:///vexo?password=secret"_s}, 2, QString(), u"PGPASSFILE"_s);
         row("--data and --database", {u"outbox"_s, u"--data"_s, d, u"--database"_s, pg}, 2, QString(),
             u"Параметры --data и --database не указываются вместе"_s);
         row("--from without --to", {u"migrate"_s, u"--from"_s, d}, 2, QString(),
             u"Параметр --from нужен вместе с --to"_s);
-        row("--to without --from", {u"migrate"_s, u"--to"_s, pg}, 2, QString(), u"Параметр --to нужен вместе с --from"_s);
+        row("--to without --from", {u"migrate"_s, u"--to"_s, pg}, 2, QString(),
+            u"Параметр --to нужен вместе с --from"_s);
         row("--to that is not an address", {u"migrate"_s, u"--from"_s, d, u"--to"_s, u"vexo.db"_s}, 2, QString(),
             u"Параметр --to: ожидается адрес"_s);
         row("--data while copying", {u"migrate"_s, u"--from"_s, d, u"--to"_s, pg, u"--data"_s, d}, 2, QString(),
