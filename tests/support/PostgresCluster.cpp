@@ -51,11 +51,11 @@ QString shellQuoted(const QString& text) {
 } // namespace
 
 PostgresCluster& PostgresCluster::shared() {
-    static PostgresCluster cluster;
+    static PostgresCluster cluster(false);
     return cluster;
 }
 
-PostgresCluster::PostgresCluster() {
+PostgresCluster::PostgresCluster(bool durable) {
     m_binaries = findBinaries();
     {
         QProcess version;
@@ -96,11 +96,11 @@ PostgresCluster::PostgresCluster() {
     QFile config(data + u"/postgresql.conf"_s);
     if (!config.open(QIODevice::Append))
         qFatal("PostgreSQL for the tests: cannot write postgresql.conf");
-    // Only the socket; durability of the server itself is not what these tests are about.
+    // Only the socket. Durability of the server itself is not what the tests are about.
     config.write(u"\nlisten_addresses = ''\nunix_socket_directories = '%1'\nport = 5432\n"
-                 u"fsync = off\nfull_page_writes = off\nmax_connections = 60\nshared_buffers = 16MB\n"
-                 u"log_min_messages = warning\n"_s.arg(socketFolder())
+                 u"max_connections = 60\nlog_min_messages = warning\n"_s.arg(socketFolder())
                      .toUtf8());
+    config.write(durable ? "shared_buffers = 128MB\n" : "fsync = off\nfull_page_writes = off\nshared_buffers = 16MB\n");
     config.close();
     startWatchdog();
     if (!start())
@@ -150,6 +150,10 @@ void PostgresCluster::startWatchdog() {
 
 QString PostgresCluster::socketFolder() const {
     return m_dir.filePath(u"socket"_s);
+}
+
+QString PostgresCluster::dataFolder() const {
+    return m_dir.filePath(u"data"_s);
 }
 
 bool PostgresCluster::start() {

@@ -18,6 +18,9 @@ class PostgresCluster final {
 public:
     // The program's cluster, started on first call; fatal when it cannot be.
     static PostgresCluster& shared();
+    // A cluster of its own. `durable`: every commit is synced, as a production server has it (the
+    // tests' cluster does not sync, which is much faster and all they need), with more memory.
+    explicit PostgresCluster(bool durable);
     ~PostgresCluster();
     PostgresCluster(const PostgresCluster&) = delete;
     PostgresCluster& operator=(const PostgresCluster&) = delete;
@@ -26,6 +29,8 @@ public:
     static inline const QString serviceRole = QStringLiteral("vexo");
 
     QString socketFolder() const;
+    // The server's data folder (postmaster.pid gives its process).
+    QString dataFolder() const;
     // An empty database owned by the service's role, as if new; returns its name.
     QString createDatabase();
     // Done with: emptied (its schema dropped and made again) and kept for the next createDatabase(),
@@ -41,7 +46,6 @@ public:
     bool start();
 
 private:
-    PostgresCluster();
     // Runs one of PostgreSQL's programs as the user the cluster belongs to; returns its exit code.
     int runTool(const QString& tool, const QStringList& arguments, QString* output = nullptr, int timeoutMs = 120'000);
     void startWatchdog();
