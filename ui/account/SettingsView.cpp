@@ -186,7 +186,7 @@ void SettingsView::addRemindersSection(DesktopPreferences& preferences) {
     m_reminders->setAccessibleName(u"Напоминания"_s);
     connect(m_reminders, &Switch::clicked, this, [this](bool on) { m_preferences->setRemindersEnabled(on); });
     heading->addWidget(m_reminders);
-    hint(u"Уведомление на рабочем столе перед дедлайном задачи и когда срок истёк, пока клиент запущен"_s);
+    hint(u"Перед дедлайном и когда срок истёк, пока клиент открыт"_s);
 
     auto* leads = new QHBoxLayout;
     leads->setSpacing(6);
@@ -209,7 +209,7 @@ void SettingsView::addRemindersSection(DesktopPreferences& preferences) {
     m_tray->setAccessibleName(u"Сворачивать в трей"_s);
     connect(m_tray, &Switch::clicked, this, [this](bool on) { m_preferences->setCloseToTray(on); });
     tray->addWidget(m_tray);
-    hint(u"Закрытое окно оставляет клиент в трее, и напоминания продолжают приходить"_s);
+    hint(u"Закрытое окно оставляет клиент в трее, с напоминаниями"_s);
 
     m_layout->insertWidget(m_layout->count() - 1, box);
     connect(m_preferences, &DesktopPreferences::changed, this, &SettingsView::refreshReminders);
