@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 using vexo::test::await;
@@ -50,7 +51,15 @@ private:
         QVERIFY(m_app->state().isLoggedIn());
     }
 
+    QTemporaryDir m_runtime;
+
 private Q_SLOTS:
+    void initTestCase() {
+        // Whatever desktop the tests run on, its notification service and portal stay out of them.
+        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        qputenv("XDG_RUNTIME_DIR", m_runtime.path().toLocal8Bit());
+    }
+
     void init() {
         QFile::remove(QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(u"vexo/vexo-tasks.ini"_s));
         m_service = std::make_unique<LocalService>();
