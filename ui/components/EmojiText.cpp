@@ -102,6 +102,8 @@ QList<QTextLayout::FormatRange> formats(const QString& text) {
 }
 
 qreal width(const QString& text, const QFont& font) {
+    if (emojiRanges(text).isEmpty())
+        return QFontMetricsF(font).horizontalAdvance(text);
     QTextLayout layout;
     layOut(layout, text, font);
     return layout.lineCount() ? layout.lineAt(0).naturalTextWidth() : 0;
@@ -126,12 +128,23 @@ QString elided(const QString& text, const QFont& font, qreal width) {
 }
 
 void draw(QPainter& painter, const QRectF& rect, Qt::Alignment alignment, const QString& text) {
-    const QString shown = elided(text, painter.font(), rect.width());
-    QTextLayout layout;
-    layOut(layout, shown, painter.font());
-    if (!layout.lineCount())
+    if (emojiRanges(text).isEmpty()) {
+        // Text without emoji, the common case, takes the painter's own (and quicker) way.
+        painter.drawText(rect, int(alignment),
+                         painter.fontMetrics().elidedText(text, Qt::ElideRight, int(rect.width())));
         return;
-    const QTextLine line = layout.lineAt(0);
+    }
+    QTextLayout full;
+    layOut(full, text, painter.font());
+    if (!full.lineCount())
+        return;
+    QTextLayout cut;
+    QTextLayout* layout = &full;
+    if (full.lineAt(0).naturalTextWidth() > rect.width()) {
+        layOut(cut, elided(text, painter.font(), rect.width()), painter.font());
+        layout = &cut;
+    }
+    const QTextLine line = layout->lineAt(0);
     const QFontMetricsF metrics(painter.font());
     // The baseline stays where the text font alone would put it, however tall the emoji font is.
     const qreal baseline = rect.top() + (rect.height() - metrics.height()) / 2 + metrics.ascent();
@@ -140,7 +153,7 @@ void draw(QPainter& painter, const QRectF& rect, Qt::Alignment alignment, const 
         x += (rect.width() - line.naturalTextWidth()) / 2;
     else if (alignment & Qt::AlignRight)
         x += rect.width() - line.naturalTextWidth();
-    layout.draw(&painter, QPointF(x, baseline - line.ascent()));
+    layout->draw(&painter, QPointF(x, baseline - line.ascent()));
 }
 
 QString toHtml(const QString& text) {
