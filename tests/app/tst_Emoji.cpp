@@ -13,6 +13,8 @@
 #include <QLabel>
 #include <QListView>
 #include <QPainter>
+#include <QTextCursor>
+#include <QTextDocument>
 
 using namespace Qt::StringLiterals;
 using vexo::test::await;
@@ -122,6 +124,26 @@ private Q_SLOTS:
         QCOMPARE(label.text().contains(u"<b>"_s), false);
         QVERIFY(label.text().contains(u"&lt;b&gt;"_s));
         QVERIFY(label.text().contains(u"white-space:pre-wrap"_s));
+    }
+
+    void aDocumentGetsItsEmojiSet() {
+        QTextDocument document;
+        document.setHtml(
+            u"<p>Заказать <b>до пятницы ❤️</b></p><ul><li>торт 🎂</li><li>2 шт.</li></ul>"_s);
+        EmojiText::applyTo(document);
+        const auto familiesAt = [&](const QString& text) {
+            const QTextCursor found = document.find(text);
+            QTextCursor at(&document);
+            at.setPosition(found.selectionEnd());
+            return at.charFormat().fontFamilies().toStringList();
+        };
+        QCOMPARE(familiesAt(u"❤️"_s), EmojiText::emojiFamilies());
+        QCOMPARE(familiesAt(u"🎂"_s), EmojiText::emojiFamilies());
+        QVERIFY(familiesAt(u"пятницы"_s).isEmpty());
+        QVERIFY(familiesAt(u"2 шт."_s).isEmpty());
+        // The markup around it is kept.
+        QTextCursor bold = document.find(u"❤️"_s);
+        QCOMPARE(bold.charFormat().fontWeight(), int(QFont::Bold));
     }
 
     void rows_data() { addScales(); }

@@ -2,7 +2,10 @@
 
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QTextBlock>
 #include <QTextBoundaryFinder>
+#include <QTextCursor>
+#include <QTextDocument>
 
 #include <unicode/uchar.h>
 
@@ -169,6 +172,19 @@ QString toHtml(const QString& text) {
     html += u"</span>"_s;
     html.replace(u'\n', u"<br/>"_s);
     return html;
+}
+
+void applyTo(QTextDocument& document) {
+    QTextCharFormat emoji;
+    emoji.setFontFamilies(emojiFamilies());
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        for (const auto& [start, end] : emojiRanges(block.text())) {
+            QTextCursor cursor(block);
+            cursor.setPosition(block.position() + int(start));
+            cursor.setPosition(block.position() + int(end), QTextCursor::KeepAnchor);
+            cursor.mergeCharFormat(emoji);
+        }
+    }
 }
 
 } // namespace EmojiText

@@ -7,6 +7,7 @@
 #include <QTextLayout>
 
 class QPainter;
+class QTextDocument;
 
 // Emoji in colour wherever one line of a title is drawn. Qt picks a font per character, so a
 // character that the text font also has (❤, ☀, ⚡, the digits of a keycap) would come out as that
@@ -34,5 +35,8 @@ void draw(QPainter& painter, const QRectF& rect, Qt::Alignment alignment, const 
 
 // `text` as rich text for a label: escaped, spaces and line breaks kept, emoji in the emoji font.
 QString toHtml(const QString& text);
+
+// Sets every emoji of a document already built (an HTML description) in the emoji font.
+void applyTo(QTextDocument& document);
 
 } // namespace EmojiText
