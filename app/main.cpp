@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTranslator>
 
 #include <cstdio>
@@ -56,6 +57,17 @@ int main(int argc, char** argv) {
     case CommandLine::Action::run:
         break;
     }
+
+#if defined(Q_OS_UNIX) && !defined(Q_OS_MACOS)
+    // Without a display Qt would abort with its own words; say it plainly instead.
+    const bool platformChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
+                                command.qtArguments.filter(QRegularExpression(u"^-platform(=|$)"_s)).size() > 0;
+    if (!platformChosen && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+        print(stderr, u"vexo-tasks: нет дисплея, на котором открыть окно (не заданы DISPLAY и WAYLAND_DISPLAY).\n"
+                      u"Без рабочего стола клиент можно запустить на виртуальном: xvfb-run -a vexo-tasks\n"_s);
+        return 1;
+    }
+#endif
 
     // Qt gets its own options only; they must outlive the application object.
     std::vector<QByteArray> qtArgumentBytes;
