@@ -88,6 +88,7 @@ void DesktopNotifier::sent(QDBusPendingCallWatcher* call, const Notification& no
         return;
     }
     m_shown.insert(reply.value(), notification.taskId);
+    Q_EMIT shown(reply.value());
 }
 
 void DesktopNotifier::onActionInvoked(uint id, const QString& action) {

@@ -30,6 +30,8 @@ public:
     static QDBusConnection sessionBusIfAny();
 
 Q_SIGNALS:
+    // The service has taken a notification and numbered it.
+    void shown(uint id);
     // A notification was clicked: the task it was about, or none for one about several tasks.
     void activated(std::optional<qint64> taskId);
 
