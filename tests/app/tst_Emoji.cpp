@@ -211,7 +211,7 @@ private Q_SLOTS:
         window.show();
         m_client->state.showToast(title);
         QTRY_VERIFY(toast.isVisible());
-        QTest::qWait(400); // the toast slides in
+        QTRY_COMPARE(toast.reveal(), 1.0); // the toast has slid in
         QImage image = canvas(toast.size(), scale, m_theme->palette().background);
         toast.render(&image);
         QVERIFY(colourfulPixels(image, toast.rect()) > 20 * scale * scale);
