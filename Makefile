@@ -43,7 +43,9 @@ screenshots: bootstrap-screenshots build
 	scripts/screenshots $(RELEASE_DIR)
 
 # The .deb of both programs, in build/package; installs with apt-get install ./build/package/vexo-tasks_*.deb
-package: bootstrap-package build
+# Only what goes into the package is built for it (no benchmarks).
+package: bootstrap-package $(RELEASE_DIR)/build.ninja
+	cmake --build $(RELEASE_DIR) -j $(JOBS) --target vexo-tasks vexo-server vexo_desktop_files
 	rm -f $(PACKAGE_DIR)/*.deb
 	cd $(RELEASE_DIR) && cpack -G DEB -B $(abspath $(PACKAGE_DIR))
 	@ls $(PACKAGE_DIR)/*.deb
