@@ -84,9 +84,11 @@ private Q_SLOTS:
     void cleanup() {
         if (m_portalThread) {
             m_portalConnection.unregisterObject(portalPath);
-            QMetaObject::invokeMethod(m_portal, &QObject::deleteLater);
             m_portalThread->quit();
             m_portalThread->wait();
+            // Its thread has ended: nothing else can touch it now.
+            delete m_portal;
+            m_portal = nullptr;
             m_portalThread.reset();
         }
         m_bus.reset();
