@@ -28,7 +28,7 @@ MainView::MainView(AppState& state, Theme& theme, QWidget* parent)
     , m_theme(theme) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* split = new QSplitter(Qt::Horizontal, this);
+    auto* split = m_split = new QSplitter(Qt::Horizontal, this);
     split->setChildrenCollapsible(false);
     split->setHandleWidth(1);
     m_sidebar = new SidebarView(state, theme, split);

@@ -6,6 +6,7 @@
 
 class AppState;
 class QDialog;
+class QSplitter;
 class QStackedWidget;
 class SidebarView;
 class AdminView;
@@ -29,6 +30,8 @@ public:
 
     void setSheetFactory(Sheet sheet, SheetFactory factory);
     SidebarView* sidebar() const { return m_sidebar; }
+    // The sidebar and the detail area side by side; the sidebar is the first pane.
+    QSplitter* splitter() const { return m_split; }
     TaskListView* taskList() const { return m_taskList; }
     TaskDetailView* taskDetail() const { return m_taskDetail; }
     StatsView* stats() const { return m_stats; }
@@ -53,6 +56,7 @@ private:
 
     AppState& m_state;
     Theme& m_theme;
+    QSplitter* m_split;
     SidebarView* m_sidebar;
     QStackedWidget* m_detail;
     TaskListView* m_taskList;
