@@ -20,8 +20,9 @@ bootstrap-%:
 	@scripts/bootstrap $*
 
 # Debug build with AddressSanitizer and UndefinedBehaviorSanitizer: every test run hunts memory errors too.
+# The benchmarks are built by `make bench`, in the release tree, not here.
 $(TEST_DIR)/build.ninja: | bootstrap-test
-	cmake -S . -B $(TEST_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVEXO_SANITIZE=ON -DVEXO_WERROR=ON $(LAUNCHER)
+	cmake -S . -B $(TEST_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVEXO_SANITIZE=ON -DVEXO_WERROR=ON -DVEXO_BUILD_BENCH=OFF $(LAUNCHER)
 
 $(RELEASE_DIR)/build.ninja: | bootstrap-build
 	cmake -S . -B $(RELEASE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DVEXO_BUILD_TESTS=OFF $(LAUNCHER)
