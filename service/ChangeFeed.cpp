@@ -1,6 +1,5 @@
 #include "ChangeFeed.h"
 
-#include "KeyValueStore.h"
 #include "ServiceLog.h"
 
 #include <QJsonDocument>
@@ -13,7 +12,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString tokenKey = u"vexo_token"_s;
 constexpr int closeUnauthorized = 4401;
 
 // Qt 6.4 leaks what a WebSocket holds for its closing when one is destroyed open: it is closed (or,
@@ -27,10 +25,9 @@ void shut(QWebSocket* socket) {
 
 } // namespace
 
-ChangeFeed::ChangeFeed(QString base, const KeyValueStore& store, const QNetworkAccessManager& network, QObject* parent)
+ChangeFeed::ChangeFeed(QString base, const QNetworkAccessManager& network, QObject* parent)
     : QObject(parent)
     , m_base(std::move(base))
-    , m_store(store)
     , m_network(network) {
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::CoarseTimer);
@@ -52,11 +49,10 @@ QUrl ChangeFeed::eventsUrl(const QString& base) {
     return url;
 }
 
-void ChangeFeed::open() {
+void ChangeFeed::open(const QString& token) {
     if (m_socket)
         return;
-    const auto token = m_store.text(tokenKey);
-    if (!token || token->isEmpty()) {
+    if (token.isEmpty()) {
         Q_EMIT ended(Ending::refused, 0);
         return;
     }
@@ -70,10 +66,11 @@ void ChangeFeed::open() {
     connect(m_socket, &QWebSocket::connected, this, &ChangeFeed::onConnected);
     connect(m_socket, &QWebSocket::textMessageReceived, this, &ChangeFeed::onMessage);
     connect(m_socket, &QWebSocket::pong, this, &ChangeFeed::heard);
+    connect(m_socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this, &ChangeFeed::onError);
     connect(m_socket, &QWebSocket::disconnected, this, &ChangeFeed::onDisconnected);
 
     QNetworkRequest request(eventsUrl(m_base));
-    request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     m_timer.start(m_openTimeout);
     m_socket->open(request);
 }
@@ -133,6 +130,15 @@ void ChangeFeed::onMessage(const QString& text) {
     }
     m_revision = qMax(m_revision, change.revision);
     Q_EMIT changed(change);
+}
+
+void ChangeFeed::onError() {
+    // A handshake answered with anything but a switch of protocols ends here: the socket may stay
+    // connected to a server that keeps its connections open.
+    if (m_socket && m_handshakeSent && !m_upgraded) {
+        qCDebug(lcService) << "change feed handshake:" << m_socket->errorString();
+        finish(Ending::unavailable, 0);
+    }
 }
 
 void ChangeFeed::onDisconnected() {

@@ -7,7 +7,6 @@
 
 #include <chrono>
 
-class KeyValueStore;
 class QNetworkAccessManager;
 class QWebSocket;
 
@@ -49,17 +48,16 @@ public:
     static constexpr std::chrono::seconds defaultOpenTimeout{20};
     static constexpr std::chrono::seconds defaultKeepAlive{45};
 
-    // The feed of the service at `base` (scheme and host, as APIService takes it); the token is read
-    // from `store` at every open. Connections follow `network`'s proxy setting.
-    ChangeFeed(QString base, const KeyValueStore& store, const QNetworkAccessManager& network,
-               QObject* parent = nullptr);
+    // The feed of the service at `base` (scheme and host, as APIService takes it). Connections follow
+    // `network`'s proxy setting.
+    ChangeFeed(QString base, const QNetworkAccessManager& network, QObject* parent = nullptr);
     ~ChangeFeed() override;
 
     // ws:// or wss:// with the path of the feed.
     static QUrl eventsUrl(const QString& base);
 
-    // Opens a connection unless one is open or opening.
-    void open();
+    // Opens a connection for the session with this token, unless one is open or opening.
+    void open(const QString& token);
     // Ends the connection, if any, without a word: no ended().
     void close();
 
@@ -82,6 +80,7 @@ Q_SIGNALS:
 
 private:
     void onConnected();
+    void onError();
     void onMessage(const QString& text);
     void onDisconnected();
     void onTimer();
@@ -90,7 +89,6 @@ private:
     void dropSocket();
 
     QString m_base;
-    const KeyValueStore& m_store;
     const QNetworkAccessManager& m_network;
     std::chrono::milliseconds m_openTimeout = defaultOpenTimeout;
     std::chrono::milliseconds m_keepAlive = defaultKeepAlive;

@@ -100,11 +100,11 @@ private Q_SLOTS:
         const QByteArray token = service.signIn(u"1"_s);
         MemoryStore store = storeWith(token);
         APIService api(service.baseUrl(), m_network, store);
-        ChangeFeed feed(service.baseUrl(), store, m_network);
+        ChangeFeed feed(service.baseUrl(), m_network);
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy changed(&feed, &ChangeFeed::changed);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(QString::fromUtf8(token));
         QVERIFY(feed.isOpening());
         QTRY_COMPARE(opened.size(), 1);
         QVERIFY(feed.isOpen());
@@ -124,11 +124,11 @@ private Q_SLOTS:
     void aSessionTheServiceTurnsAwayIsRefused() {
         LocalService service;
         service.addUser(u"1"_s);
-        MemoryStore store = storeWith("not-a-session");
-        ChangeFeed feed(service.baseUrl(), store, m_network);
+        const QString token = u"not-a-session"_s;
+        ChangeFeed feed(service.baseUrl(), m_network);
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(ended.size(), 1);
         QCOMPARE(ended.first().at(0).value<ChangeFeed::Ending>(), ChangeFeed::Ending::refused);
         QCOMPARE(ended.first().at(1).toInt(), 4401);
@@ -139,10 +139,9 @@ private Q_SLOTS:
     void noTokenIsRefusedWithoutAConnection() {
         ScriptedServer server;
         QVERIFY(server.listen());
-        MemoryStore store;
-        ChangeFeed feed(server.baseUrl(), store, m_network);
+        ChangeFeed feed(server.baseUrl(), m_network);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(QString());
         QCOMPARE(ended.size(), 1);
         QCOMPARE(ended.first().at(0).value<ChangeFeed::Ending>(), ChangeFeed::Ending::refused);
         QTest::qWait(100);
@@ -151,20 +150,26 @@ private Q_SLOTS:
 
     void aServiceWithoutTheFeedIsUnavailable_data() {
         QTest::addColumn<int>("status");
-        QTest::newRow("404, a service that has none") << 404;
-        QTest::newRow("400, a plain answer") << 400;
-        QTest::newRow("503, full") << 503;
-        QTest::newRow("200, not a switch") << 200;
+        QTest::addColumn<bool>("keepAlive");
+        QTest::newRow("404, a service that has none") << 404 << false;
+        QTest::newRow("400, a plain answer") << 400 << false;
+        QTest::newRow("503, full") << 503 << false;
+        QTest::newRow("200, not a switch") << 200 << false;
+        QTest::newRow("404 on a connection kept open") << 404 << true;
+        QTest::newRow("503 on a connection kept open") << 503 << true;
     }
     void aServiceWithoutTheFeedIsUnavailable() {
         QFETCH(int, status);
+        QFETCH(bool, keepAlive);
         ScriptedServer server;
         QVERIFY(server.listen());
-        server.setDefaultReply(ScriptedReply::json(status, R"({"error":"Not found"})"));
-        MemoryStore store = storeWith("token");
-        ChangeFeed feed(server.baseUrl(), store, m_network);
+        ScriptedReply reply = ScriptedReply::json(status, R"({"error":"Not found"})");
+        reply.keepAlive = keepAlive;
+        server.setDefaultReply(reply);
+        const QString token = u"token"_s;
+        ChangeFeed feed(server.baseUrl(), m_network);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(ended.size(), 1);
         QCOMPARE(ended.first().at(0).value<ChangeFeed::Ending>(), ChangeFeed::Ending::unavailable);
         // It asked the right place, with the session's token.
@@ -181,10 +186,10 @@ private Q_SLOTS:
             QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
             port = probe.serverPort();
         }
-        MemoryStore store = storeWith("token");
-        ChangeFeed feed(u"http://127.0.0.1:%1"_s.arg(port), store, m_network);
+        const QString token = u"token"_s;
+        ChangeFeed feed(u"http://127.0.0.1:%1"_s.arg(port), m_network);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(ended.size(), 1);
         QCOMPARE(ended.first().at(0).value<ChangeFeed::Ending>(), ChangeFeed::Ending::unreachable);
     }
@@ -193,11 +198,11 @@ private Q_SLOTS:
         ScriptedServer server;
         QVERIFY(server.listen());
         server.setDefaultReply(ScriptedReply::neverAnswer());
-        MemoryStore store = storeWith("token");
-        ChangeFeed feed(server.baseUrl(), store, m_network);
+        const QString token = u"token"_s;
+        ChangeFeed feed(server.baseUrl(), m_network);
         feed.setOpenTimeout(std::chrono::milliseconds(300));
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(ended.size(), 1);
         QCOMPARE(ended.first().at(0).value<ChangeFeed::Ending>(), ChangeFeed::Ending::unreachable);
         QVERIFY(!feed.isOpening());
@@ -206,11 +211,11 @@ private Q_SLOTS:
     void aServiceThatStopsDropsTheFeed() {
         LocalService service;
         service.addUser(u"1"_s);
-        MemoryStore store = storeWith(service.signIn(u"1"_s));
-        ChangeFeed feed(service.baseUrl(), store, m_network);
+        const QString token = QString::fromUtf8(service.signIn(u"1"_s));
+        ChangeFeed feed(service.baseUrl(), m_network);
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(opened.size(), 1);
         service.stop();
         QTRY_COMPARE(ended.size(), 1);
@@ -221,12 +226,12 @@ private Q_SLOTS:
 
     void aPeerThatFallsSilentIsDropped() {
         SilentFeed peer({R"({"type":"hello","rev":3})"});
-        MemoryStore store = storeWith("token");
-        ChangeFeed feed(peer.base(), store, m_network);
+        const QString token = u"token"_s;
+        ChangeFeed feed(peer.base(), m_network);
         feed.setKeepAlive(std::chrono::milliseconds(200));
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(opened.size(), 1);
         QCOMPARE(opened.first().first().toLongLong(), 3);
         // It pinged, heard nothing, and gave up.
@@ -240,11 +245,11 @@ private Q_SLOTS:
                          R"({"type":"hello","rev":4})", "not json", R"({"type":"change","op":"created","id":8})",
                          R"({"type":"surprise"})",
                          R"({"type":"change","kind":"attachment","op":"deleted","id":9,"task_id":5,"rev":6})"});
-        MemoryStore store = storeWith("token");
-        ChangeFeed feed(peer.base(), store, m_network);
+        const QString token = u"token"_s;
+        ChangeFeed feed(peer.base(), m_network);
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy changed(&feed, &ChangeFeed::changed);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(changed.size(), 1);
         QCOMPARE(opened.size(), 1);
         QCOMPARE(opened.first().first().toLongLong(), 4);
@@ -256,16 +261,16 @@ private Q_SLOTS:
     void closingIsQuietAndItOpensAgain() {
         LocalService service;
         service.addUser(u"1"_s);
-        MemoryStore store = storeWith(service.signIn(u"1"_s));
-        ChangeFeed feed(service.baseUrl(), store, m_network);
+        const QString token = QString::fromUtf8(service.signIn(u"1"_s));
+        ChangeFeed feed(service.baseUrl(), m_network);
         QSignalSpy opened(&feed, &ChangeFeed::opened);
         QSignalSpy ended(&feed, &ChangeFeed::ended);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(opened.size(), 1);
         feed.close();
         QVERIFY(!feed.isOpen() && !feed.isOpening());
         QTRY_COMPARE(service.server().feed().socketCount(), 0);
-        feed.open();
+        feed.open(token);
         QTRY_COMPARE(opened.size(), 2);
         QCOMPARE(ended.size(), 0);
         QCOMPARE(service.server().feed().socketCount(), 1);
