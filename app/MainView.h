@@ -5,6 +5,7 @@
 #include <functional>
 
 class AppState;
+class LiveRefresh;
 class QDialog;
 class QSplitter;
 class QStackedWidget;
@@ -41,6 +42,11 @@ public:
     // The dialog of a sheet while it is open.
     QDialog* openSheet(Sheet sheet) const;
 
+    // The list's refresh button and stale line follow `live`, and F5 refreshes through it.
+    void setLiveRefresh(LiveRefresh& live);
+    // F5 and Ctrl+R: the lists, and the statistics or the admin panel when one is shown.
+    void refreshShown();
+
 private:
     struct SheetBinding {
         Sheet sheet;
@@ -65,4 +71,5 @@ private:
     AdminView* m_admin;
     ToastOverlay* m_toast;
     QList<SheetBinding> m_sheets;
+    LiveRefresh* m_live = nullptr;
 };

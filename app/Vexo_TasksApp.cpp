@@ -4,9 +4,11 @@
 #include "AppIcon.h"
 #include "AppLog.h"
 #include "AppState.h"
+#include "ChangeFeed.h"
 #include "ContentView.h"
 #include "DesktopNotifier.h"
 #include "DesktopPreferences.h"
+#include "LiveRefresh.h"
 #include "LoginView.h"
 #include "MainView.h"
 #include "PortalColorScheme.h"
@@ -17,6 +19,7 @@
 #include "Theme.h"
 #include "TrayIcon.h"
 #include "WindowPlacement.h"
+#include "WindowPresence.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -39,6 +42,9 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
     , m_clock(std::make_unique<SystemClock>())
     , m_api(std::make_unique<APIService>(base, *m_network, *m_store))
     , m_state(std::make_unique<AppState>(*m_api, *m_store, *m_clock))
+    , m_feed(std::make_unique<ChangeFeed>(base, *m_network))
+    , m_timers(std::make_unique<EventLoopTimers>())
+    , m_live(std::make_unique<LiveRefresh>(*m_state, m_feed.get(), *m_timers, *m_clock))
     , m_theme(std::make_unique<Theme>(*m_store))
     , m_preferences(std::make_unique<DesktopPreferences>(*m_store)) {
     const QDBusConnection bus = DesktopNotifier::sessionBusIfAny();
@@ -52,6 +58,8 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
     m_window = std::make_unique<ContentView>(*m_state, *m_theme);
     m_window->setWindowTitle(u"Vexo Tasks"_s);
     m_window->setWindowIcon(AppIcon::icon());
+    m_window->mainView()->setLiveRefresh(*m_live);
+    new WindowPresence(*m_window, *m_live);
     m_placement = std::make_unique<WindowPlacement>(*m_store, *m_window, m_window->mainView()->splitter());
     if (options.offeredKey)
         m_window->loginView()->offerKey(*options.offeredKey);
@@ -85,6 +93,8 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
     m_followTasks.setInterval(followTasksMs);
     connect(&m_followTasks, &QTimer::timeout, m_reminders.get(), &ReminderScheduler::refresh);
     connect(m_state.get(), &AppState::tasksChanged, &m_followTasks, qOverload<>(&QTimer::start));
+    // What the bot or another client changed reaches the reminders with the list.
+    connect(m_live.get(), &LiveRefresh::refreshed, &m_followTasks, qOverload<>(&QTimer::start));
     m_reminders->setActive(m_state->isLoggedIn());
 }
 

@@ -10,9 +10,12 @@
 
 class AppState;
 class APIService;
+class ChangeFeed;
 class ContentView;
 class DesktopNotifier;
 class DesktopPreferences;
+class EventLoopTimers;
+class LiveRefresh;
 class PortalColorScheme;
 class QNetworkAccessManager;
 class ReminderScheduler;
@@ -40,6 +43,7 @@ public:
     ContentView& window() { return *m_window; }
     AppState& state() { return *m_state; }
     Theme& theme() { return *m_theme; }
+    LiveRefresh& live() { return *m_live; }
     DesktopPreferences& preferences() { return *m_preferences; }
     ReminderScheduler& reminders() { return *m_reminders; }
     TrayIcon& tray() { return *m_tray; }
@@ -57,6 +61,9 @@ private:
     std::unique_ptr<SystemClock> m_clock;
     std::unique_ptr<APIService> m_api;
     std::unique_ptr<AppState> m_state;
+    std::unique_ptr<ChangeFeed> m_feed;
+    std::unique_ptr<EventLoopTimers> m_timers;
+    std::unique_ptr<LiveRefresh> m_live;
     std::unique_ptr<Theme> m_theme;
     std::unique_ptr<DesktopPreferences> m_preferences;
     std::unique_ptr<PortalColorScheme> m_portal;
