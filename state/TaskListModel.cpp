@@ -227,7 +227,8 @@ void TaskListModel::indexReady() {
 }
 
 void TaskListModel::apply(QList<int> next) {
-    if (next == m_rows)
+    // Compared by hand: QList's own comparison hands memcmp a null pointer for an empty list.
+    if (std::equal(next.cbegin(), next.cend(), m_rows.cbegin(), m_rows.cend()))
         return;
 
     // Both lists are ascending: one pass finds the runs of rows that go (as rows shown now) and the

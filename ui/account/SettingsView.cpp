@@ -42,7 +42,6 @@ QList<std::pair<QString, QString>> SettingsView::hotkeys() {
         {u"Удалить задачу"_s, u"Delete"_s},
         {u"Меню задачи"_s, u"Shift F10"_s},
         {u"Назад к задачам"_s, u"Alt ←"_s},
-        {u"Обновить"_s, u"F5"_s},
         {u"Настройки"_s, command + u" ,"_s},
         {u"Закрыть окно"_s, command + u" W"_s},
         {u"Завершить программу"_s, command + u" Q"_s},

@@ -7,31 +7,31 @@
 #include <QShortcut>
 #include <QWidget>
 
+QList<QKeySequence> keysWithDesktop(const QList<QKeySequence>& ours, QKeySequence::StandardKey desktop) {
+    QList<QKeySequence> keys;
+    for (const QKeySequence& key : ours + QKeySequence::keyBindings(desktop)) {
+        if (!key.isEmpty() && !keys.contains(key))
+            keys << key;
+    }
+    return keys;
+}
+
 WindowShortcuts::WindowShortcuts(AppState& state, QWidget* window, std::function<void()> quit)
     : QObject(window)
     , m_window(window) {
     if (!quit)
         quit = [] { QCoreApplication::quit(); };
-    const auto with = [](QKeySequence ours, QKeySequence::StandardKey desktop) {
-        return QList<QKeySequence>{ours} + QKeySequence::keyBindings(desktop);
-    };
-    add(with(Qt::CTRL | Qt::Key_Q, QKeySequence::Quit), std::move(quit));
-    add(with(Qt::CTRL | Qt::Key_W, QKeySequence::Close), [this] { m_window->close(); });
-    add(with(Qt::CTRL | Qt::Key_Comma, QKeySequence::Preferences), [&state] {
+    add(keysWithDesktop({Qt::CTRL | Qt::Key_Q}, QKeySequence::Quit), std::move(quit));
+    add(keysWithDesktop({Qt::CTRL | Qt::Key_W}, QKeySequence::Close), [this] { m_window->close(); });
+    add(keysWithDesktop({Qt::CTRL | Qt::Key_Comma}, QKeySequence::Preferences), [&state] {
         if (state.isLoggedIn())
             state.setShowSettings(true);
     });
 }
 
-void WindowShortcuts::add(const QList<QKeySequence>& keys, std::function<void()> action) {
-    // The same key named twice (the desktop's standard one is often ours) would be ambiguous.
-    QList<QKeySequence> distinct;
-    for (const QKeySequence& key : keys) {
-        if (!key.isEmpty() && !distinct.contains(key))
-            distinct << key;
-    }
+void WindowShortcuts::add(QList<QKeySequence> keys, std::function<void()> action) {
     auto* shortcut = new QShortcut(m_window);
-    shortcut->setKeys(distinct);
+    shortcut->setKeys(keys);
     shortcut->setContext(Qt::WindowShortcut);
     connect(shortcut, &QShortcut::activated, this, action);
     m_shortcuts << shortcut;

@@ -17,6 +17,7 @@
 #include "Theme.h"
 #include "VexoButton.h"
 #include "VexoCard.h"
+#include "WindowShortcuts.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -279,8 +280,7 @@ void TaskDetailView::wireKeyboard() {
         shortcut->setContext(Qt::WidgetWithChildrenShortcut);
         connect(shortcut, &QShortcut::activated, this, action);
     };
-    onPage(QList<QKeySequence>{Qt::Key_Escape, Qt::Key_Backspace, Qt::ALT | Qt::Key_Left} +
-               QKeySequence::keyBindings(QKeySequence::Back),
+    onPage(keysWithDesktop({Qt::Key_Escape, Qt::Key_Backspace, Qt::ALT | Qt::Key_Left}, QKeySequence::Back),
            [this] { m_state.setSelectedTask(std::nullopt); });
     onPage({Qt::Key_Delete}, [this] {
         if (m_task)

@@ -16,6 +16,7 @@
 #include "TaskSearchBar.h"
 #include "Theme.h"
 #include "VexoButton.h"
+#include "WindowShortcuts.h"
 
 #include <QApplication>
 #include <QDrag>
@@ -248,7 +249,7 @@ QWidget* TaskListView::buildNoMatches() {
 void TaskListView::wireSearch() {
     m_model->setPlainText(stripHTML);
     auto* find = new QShortcut(this);
-    find->setKeys(QList<QKeySequence>{Qt::CTRL | Qt::Key_F} + QKeySequence::keyBindings(QKeySequence::Find));
+    find->setKeys(keysWithDesktop({Qt::CTRL | Qt::Key_F}, QKeySequence::Find));
     find->setContext(Qt::WindowShortcut);
     connect(find, &QShortcut::activated, m_search, &TaskSearchBar::open);
     connect(m_search, &TaskSearchBar::openChanged, this, [this](bool open) { m_model->setSearchOpen(open); });
