@@ -69,6 +69,10 @@ void setRole(QWidget* widget, QAccessible::Role role) {
     }();
     Q_UNUSED(installed);
     widget->setProperty(roleProperty, int(role));
+    // Qt may already have made the widget's interface (a button's constructor announces its text),
+    // and would keep handing out that one: drop it, so the next question gets the role set here.
+    if (QAccessibleInterface* made = QAccessible::queryAccessibleInterface(widget); made && made->role() != role)
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(made));
 }
 
 } // namespace AccessibleRoles

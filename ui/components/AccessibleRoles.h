@@ -9,7 +9,7 @@ class QWidget;
 // the sidebar's places (page tabs) or a notice (the toast: an alert).
 namespace AccessibleRoles {
 
-// Exposes `widget` with `role` from now on. Set before anything asks about the widget.
+// Exposes `widget` with `role` from now on.
 void setRole(QWidget* widget, QAccessible::Role role);
 
 } // namespace AccessibleRoles
