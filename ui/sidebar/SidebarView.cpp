@@ -95,6 +95,9 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QWidget* parent)
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll->setObjectName(u"sidebarScroll"_s);
+    // The column itself is no stop for Tab (it would show no ring): its places are, and the column
+    // scrolls to the one Tab reaches.
+    scroll->setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget(scroll);
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(12, 18, 12, 12);
@@ -229,6 +232,8 @@ QMenu* SidebarView::folderMenu(const Folder& folder, QWidget* parent) {
 void SidebarView::rebuildFolders() {
     for (QPushButton* button : std::as_const(m_folderButtons)) {
         m_items.removeIf([button](const Item& item) { return item.button == button; });
+        // Gone from sight and from Tab at once, deleted once the event that asked for this is done.
+        button->hide();
         button->deleteLater();
     }
     m_folderButtons.clear();
