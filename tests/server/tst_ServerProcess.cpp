@@ -157,7 +157,8 @@ private Q_SLOTS:
         ::kill(pid_t(server.processId()), SIGTERM);
         QTRY_VERIFY_WITH_TIMEOUT(client.isClosed(), 10'000);
         QCOMPARE(client.closeCode(), 1001);
-        QVERIFY(server.waitForFinished(10'000));
+        // Waiting for the close lets the event loop reap the process: it may be gone already.
+        QVERIFY(server.state() == QProcess::NotRunning || server.waitForFinished(10'000));
         QCOMPARE(server.exitCode(), 0);
     }
 

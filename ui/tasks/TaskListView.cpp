@@ -8,11 +8,14 @@
 #include "HtmlText.h"
 #include "IconView.h"
 #include "Icons.h"
+#include "RefreshButton.h"
 #include "ServerDate.h"
+#include "StaleNotice.h"
 #include "StatCard.h"
 #include "Style.h"
 #include "TaskListModel.h"
 #include "TaskRowDelegate.h"
+#include "TaskRowsView.h"
 #include "TaskSearchBar.h"
 #include "Theme.h"
 #include "VexoButton.h"
@@ -172,7 +175,7 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     loadingLayout->addStretch();
     m_content->addWidget(loading);
 
-    m_list = new QListView(m_content);
+    m_list = new TaskRowsView(m_content);
     m_list->setModel(m_model);
     m_list->setItemDelegate(m_delegate);
     m_list->setMouseTracking(true);
@@ -460,6 +463,42 @@ QString TaskListView::title() const {
         return u"Архив"_s;
     default:
         return u"Задачи"_s;
+    }
+}
+
+void TaskListView::setLiveRefresh(LiveRefresh& live) {
+    if (m_refresh)
+        return;
+    // The header is the row that holds "Новая задача": the button goes right before it, the line
+    // right under the header.
+    QBoxLayout* header = nullptr;
+    for (QBoxLayout* row : findChildren<QBoxLayout*>()) {
+        if (row->indexOf(m_newTask) >= 0)
+            header = row;
+    }
+    m_refresh = new RefreshButton(live, m_theme, this);
+    header->insertWidget(header->indexOf(m_newTask), m_refresh);
+
+    auto* top = qobject_cast<QBoxLayout*>(layout());
+    QObject* headerItem = header;
+    while (headerItem->parent() != top && headerItem->parent() != this)
+        headerItem = headerItem->parent();
+    const auto* headerLayout = qobject_cast<QLayout*>(headerItem);
+    const int below = headerLayout ? top->indexOf(headerLayout) : top->indexOf(qobject_cast<QWidget*>(headerItem));
+    m_stale = new StaleNotice(live, m_theme, this);
+    top->insertWidget(below + 1, m_stale);
+
+    // Made after the rest, both would come last for Tab: the button takes its place before
+    // "Новая задача", the line's own buttons come right after the header.
+    QWidget* previous = m_newTask->previousInFocusChain();
+    QWidget::setTabOrder(previous, m_refresh);
+    QWidget::setTabOrder(m_refresh, m_newTask);
+    previous = m_newTask;
+    for (QWidget* control : m_stale->findChildren<QWidget*>()) {
+        if (control->focusPolicy() & Qt::TabFocus) {
+            QWidget::setTabOrder(previous, control);
+            previous = control;
+        }
     }
 }
 

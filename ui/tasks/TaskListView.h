@@ -11,6 +11,7 @@
 class AppState;
 class BusyIndicator;
 class FolderPicker;
+class LiveRefresh;
 class QButtonGroup;
 class QKeyEvent;
 class QLabel;
@@ -19,6 +20,8 @@ class QListView;
 class QPushButton;
 class QStackedWidget;
 class QToolButton;
+class RefreshButton;
+class StaleNotice;
 class StatCard;
 class TaskListModel;
 class TaskRowDelegate;
@@ -58,6 +61,12 @@ public:
     std::optional<VexoTask> currentTask() const;
     // The folder picker while it is open.
     FolderPicker* folderPicker() const;
+
+    // Adds the refresh button before "Новая задача" and, under the header, the line that tells when
+    // the list may be out of date; both follow `live`.
+    void setLiveRefresh(LiveRefresh& live);
+    RefreshButton* refreshButton() const { return m_refresh; }
+    StaleNotice* staleNotice() const { return m_stale; }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -99,4 +108,6 @@ private:
     std::optional<qint64> m_openedTask;
     QPersistentModelIndex m_dragFrom;
     QPoint m_dragPressedAt;
+    RefreshButton* m_refresh = nullptr;
+    StaleNotice* m_stale = nullptr;
 };

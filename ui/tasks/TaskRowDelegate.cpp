@@ -2,6 +2,7 @@
 
 #include "Clock.h"
 #include "ColorHex.h"
+#include "EmojiText.h"
 #include "Fonts.h"
 #include "HtmlText.h"
 #include "Icons.h"
@@ -148,7 +149,7 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     QFont titleFont = uiFont(14, QFont::Medium);
     titleFont.setStrikeOut(done);
     painter->setFont(titleFont);
-    const QString shownTitle = painter->fontMetrics().elidedText(task.title, Qt::ElideRight, textWidth);
+    const QString shownTitle = EmojiText::elided(task.title, titleFont, textWidth);
     const QRect titleRect(row.left() + textLeft, y, textWidth, titleHeight);
     // Every match of the search in the visible part of the title, on an accent tint.
     const QString query = index.data(TaskListModel::SearchTextRole).toString();
@@ -160,8 +161,8 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
             if (start >= visible)
                 break;
             const qsizetype end = qMin(start + length, visible);
-            const int left = painter->fontMetrics().horizontalAdvance(task.title.left(start));
-            const int width = painter->fontMetrics().horizontalAdvance(task.title.mid(start, end - start));
+            const qreal left = EmojiText::width(task.title.left(start), titleFont);
+            const qreal width = EmojiText::width(task.title.mid(start, end - start), titleFont);
             QPainterPath mark;
             mark.addRoundedRect(QRectF(titleRect.left() + left - 1, titleRect.top(), width + 2, titleRect.height()), 3,
                                 3);
@@ -169,7 +170,8 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         }
     }
     painter->setPen(done ? p.textTertiary : p.textPrimary);
-    painter->drawText(titleRect, Qt::AlignLeft | Qt::AlignVCenter, shownTitle);
+    // Drawn as the title is measured above: emoji in colour, cut with "…" where it does not fit.
+    EmojiText::draw(*painter, titleRect, Qt::AlignLeft | Qt::AlignVCenter, task.title);
     y += titleHeight + lineGap;
 
     // Description preview
@@ -179,8 +181,8 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         painter->setPen(p.textTertiary);
         QString oneLine = preview;
         oneLine.replace(u'\n', u' ');
-        painter->drawText(QRect(row.left() + textLeft, y, textWidth, previewHeight), Qt::AlignLeft | Qt::AlignVCenter,
-                          painter->fontMetrics().elidedText(oneLine, Qt::ElideRight, textWidth));
+        EmojiText::draw(*painter, QRect(row.left() + textLeft, y, textWidth, previewHeight),
+                        Qt::AlignLeft | Qt::AlignVCenter, oneLine);
         y += previewHeight + lineGap;
     }
 
@@ -259,7 +261,7 @@ QRect TaskRowDelegate::titleRect(const QRect& itemRect) {
 }
 
 bool TaskRowDelegate::titleIsCut(const QString& title, int width) {
-    return QFontMetrics(uiFont(14, QFont::Medium)).horizontalAdvance(title) > width;
+    return EmojiText::elided(title, uiFont(14, QFont::Medium), width) != title;
 }
 
 bool TaskRowDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
