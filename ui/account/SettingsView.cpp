@@ -2,6 +2,7 @@
 
 #include "AppState.h"
 #include "ChipButton.h"
+#include "DesktopPreferences.h"
 #include "Fonts.h"
 #include "IconView.h"
 #include "Icons.h"
@@ -17,11 +18,36 @@
 using namespace Qt::StringLiterals;
 
 QString SettingsView::saveKeyLabel() {
+    return commandKeyLabel() + u" Enter"_s;
+}
+
+QString SettingsView::commandKeyLabel() {
 #ifdef Q_OS_MACOS
-    return u"⌘ Enter"_s;
+    return u"⌘"_s;
 #else
-    return u"Ctrl Enter"_s;
+    return u"Ctrl"_s;
 #endif
+}
+
+QList<std::pair<QString, QString>> SettingsView::hotkeys() {
+    const QString command = commandKeyLabel();
+    return {
+        {u"Новая задача"_s, u"N"_s},
+        {u"Закрыть окно / форму"_s, u"Esc"_s},
+        {u"Сохранить (редактор)"_s, saveKeyLabel()},
+        {u"Переключить выполнено"_s, u"Space"_s},
+        {u"Поиск"_s, command + u" F"_s},
+        {u"Открыть задачу"_s, u"Enter"_s},
+        {u"Редактировать задачу"_s, command + u" E"_s},
+        {u"Переместить в папку"_s, command + u" M"_s},
+        {u"Удалить задачу"_s, u"Delete"_s},
+        {u"Меню задачи"_s, u"Shift F10"_s},
+        {u"Назад к задачам"_s, u"Alt ←"_s},
+        {u"Обновить"_s, u"F5"_s},
+        {u"Настройки"_s, command + u" ,"_s},
+        {u"Закрыть окно"_s, command + u" W"_s},
+        {u"Завершить программу"_s, command + u" Q"_s},
+    };
 }
 
 SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> dismiss, QWidget* parent)
@@ -30,7 +56,7 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     , m_theme(theme)
     , m_dismiss(std::move(dismiss)) {
     setMinimumWidth(460);
-    auto* layout = new QVBoxLayout(this);
+    auto* layout = m_layout = new QVBoxLayout(this);
     layout->setContentsMargins(24, 18, 24, 22);
     layout->setSpacing(10);
     auto* header = new QHBoxLayout;
@@ -97,11 +123,9 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     sending->addWidget(m_send);
 
     section(QString(), u"Горячие клавиши"_s, QString());
-    const QList<std::pair<QString, QString>> hotkeys{{u"Новая задача"_s, u"N"_s},
-                                                     {u"Закрыть окно / форму"_s, u"Esc"_s},
-                                                     {u"Сохранить (редактор)"_s, saveKeyLabel()},
-                                                     {u"Переключить выполнено"_s, u"Space"_s}};
-    for (const auto& [description, key] : hotkeys) {
+    auto* keys = new QVBoxLayout;
+    keys->setSpacing(5);
+    for (const auto& [description, key] : hotkeys()) {
         auto* row = new QHBoxLayout;
         auto* text = new QLabel(description, this);
         text->setFont(uiFont(13));
@@ -112,9 +136,10 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
         row->addWidget(text);
         row->addStretch();
         row->addWidget(cap);
-        layout->addLayout(row);
+        keys->addLayout(row);
         m_hotkeys.append(std::pair<QLabel*, QLabel*>(text, cap));
     }
+    layout->addLayout(keys);
     layout->addStretch();
     connect(&m_state, &AppState::userSettingsChanged, this, &SettingsView::refresh);
     connect(&m_theme, &Theme::changed, this, &SettingsView::refresh);
@@ -140,4 +165,96 @@ void SettingsView::refresh() {
     for (QPushButton* button : std::as_const(m_themes))
         button->setChecked(button->property("theme").toString() == m_theme.preference());
     m_send->setChecked(m_state.userSettings().autoSendBot);
+}
+
+QString SettingsView::leadLabel(int minutes) {
+    if (minutes == 0)
+        return u"В срок"_s;
+    if (minutes == 60)
+        return u"За 1 час"_s;
+    return u"За %1 мин"_s.arg(minutes);
+}
+
+void SettingsView::addRemindersSection(DesktopPreferences& preferences) {
+    if (m_preferences)
+        return;
+    m_preferences = &preferences;
+    // Built beside the sections above, in their look, and placed after them (before the closing stretch).
+    auto* box = new QWidget(this);
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 8, 0, 0);
+    layout->setSpacing(10);
+    const auto row = [&](const QString& icon, const QString& name, int size, QFont::Weight weight, Palette::Role role) {
+        auto* line = new QHBoxLayout;
+        line->setSpacing(8);
+        if (!icon.isEmpty())
+            line->addWidget(new IconView(m_theme, icon, 15, Palette::Role::accent, box));
+        auto* label = new QLabel(name, box);
+        label->setFont(uiFont(size, weight));
+        Style::setText(label, role);
+        line->addWidget(label);
+        line->addStretch();
+        layout->addLayout(line);
+        return line;
+    };
+    const auto hint = [&](const QString& text) {
+        auto* label = new QLabel(text, box);
+        label->setWordWrap(true);
+        label->setFont(uiFont(12));
+        Style::setText(label, Palette::Role::textSecondary);
+        layout->addWidget(label);
+    };
+
+    QHBoxLayout* heading = row(u"clock"_s, u"Напоминания"_s, 14, QFont::DemiBold, Palette::Role::textPrimary);
+    m_reminders = new Switch(m_theme, QString(), box);
+    m_reminders->setAccessibleName(u"Напоминания"_s);
+    connect(m_reminders, &Switch::clicked, this, [this](bool on) { m_preferences->setRemindersEnabled(on); });
+    heading->addWidget(m_reminders);
+    hint(u"Перед дедлайном и когда срок истёк, пока клиент открыт"_s);
+
+    auto* leads = new QHBoxLayout;
+    leads->setSpacing(6);
+    for (const int minutes : DesktopPreferences::leadChoices()) {
+        auto* button = new ChipButton(leadLabel(minutes), true, box);
+        button->setProperty("leadMinutes", minutes);
+        connect(button, &QPushButton::clicked, this, [this, minutes] {
+            m_preferences->setLeadMinutes(minutes);
+            refreshReminders();
+        });
+        m_leads << button;
+        leads->addWidget(button);
+    }
+    leads->addStretch();
+    layout->addLayout(leads);
+
+    layout->addSpacing(4);
+    QHBoxLayout* tray = row(QString(), u"Сворачивать в трей"_s, 13, QFont::Normal, Palette::Role::textPrimary);
+    m_tray = new Switch(m_theme, QString(), box);
+    m_tray->setAccessibleName(u"Сворачивать в трей"_s);
+    connect(m_tray, &Switch::clicked, this, [this](bool on) { m_preferences->setCloseToTray(on); });
+    tray->addWidget(m_tray);
+    hint(u"Закрытое окно оставляет клиент в трее, с напоминаниями"_s);
+
+    m_layout->insertWidget(m_layout->count() - 1, box);
+    connect(m_preferences, &DesktopPreferences::changed, this, &SettingsView::refreshReminders);
+    refreshReminders();
+}
+
+QPushButton* SettingsView::leadButton(const QString& label) const {
+    for (QPushButton* button : m_leads) {
+        if (button->text() == label)
+            return button;
+    }
+    return nullptr;
+}
+
+void SettingsView::refreshReminders() {
+    if (!m_preferences)
+        return;
+    m_reminders->setChecked(m_preferences->remindersEnabled());
+    for (QPushButton* button : std::as_const(m_leads)) {
+        button->setChecked(button->property("leadMinutes").toInt() == m_preferences->leadMinutes());
+        button->setEnabled(m_preferences->remindersEnabled());
+    }
+    m_tray->setChecked(m_preferences->closeToTray());
 }

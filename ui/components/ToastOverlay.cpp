@@ -1,6 +1,8 @@
 #include "ToastOverlay.h"
 
+#include "AccessibleRoles.h"
 #include "AppState.h"
+#include "EmojiText.h"
 #include "Fonts.h"
 #include "Theme.h"
 
@@ -8,6 +10,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPropertyAnimation>
+#include <QtMath>
 
 ToastOverlay::ToastOverlay(AppState& state, Theme& theme, QWidget* window)
     : QWidget(window)
@@ -15,7 +18,8 @@ ToastOverlay::ToastOverlay(AppState& state, Theme& theme, QWidget* window)
     , m_theme(theme)
     , m_animation(new QPropertyAnimation(this, "reveal", this)) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    setAccessibleName(QStringLiteral("toast"));
+    setAccessibleName(QStringLiteral("Уведомление"));
+    AccessibleRoles::setRole(this, QAccessible::AlertMessage);
     m_animation->setDuration(220);
     m_animation->setEasingCurve(QEasingCurve::OutCubic);
     m_clear.setSingleShot(true);
@@ -35,6 +39,9 @@ void ToastOverlay::follow() {
         // A new text while one is shown replaces it and starts its own 2.5 s.
         m_text = *message;
         setAccessibleDescription(m_text);
+        // Screen readers speak an alert as it comes, whatever has focus.
+        QAccessibleEvent alert(this, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
         m_showing = true;
         m_clear.start();
         place();
@@ -64,7 +71,7 @@ void ToastOverlay::setReveal(qreal reveal) {
 
 void ToastOverlay::place() {
     const QFont font = uiFont(13, QFont::Medium);
-    const int textWidth = QFontMetrics(font).horizontalAdvance(m_text);
+    const int textWidth = qCeil(EmojiText::width(m_text, font));
     const int width = qMin(parentWidget()->width() - 40, textWidth + 48);
     const int height = 40;
     setGeometry((parentWidget()->width() - width) / 2, parentWidget()->height() - height - 28, width, height + 28);
@@ -90,6 +97,5 @@ void ToastOverlay::paintEvent(QPaintEvent*) {
     painter.drawPath(shape);
     painter.setFont(uiFont(13, QFont::Medium));
     painter.setPen(p.textPrimary);
-    painter.drawText(pill.adjusted(16, 0, -16, 0), Qt::AlignCenter,
-                     painter.fontMetrics().elidedText(m_text, Qt::ElideRight, int(pill.width()) - 32));
+    EmojiText::draw(painter, pill.adjusted(16, 0, -16, 0), Qt::AlignCenter, m_text);
 }
