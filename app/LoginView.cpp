@@ -168,7 +168,7 @@ LoginView::LoginView(Theme& theme, LoginAction onLogin, QWidget* parent)
 void LoginView::reset() {
     // A check still running belongs to the last visit: its answer must not land on this one.
     ++m_attempt;
-    m_key->clear();
+    m_key->setText(std::exchange(m_offeredKey, QString()));
     m_error->clear();
     m_error->hide();
     setLoading(false);
@@ -180,6 +180,13 @@ void LoginView::showEvent(QShowEvent* event) {
     if (!event->spontaneous())
         reset();
     m_key->setFocus();
+}
+
+void LoginView::offerKey(const QString& key) {
+    if (isVisible() && m_key->text().isEmpty() && !m_loading)
+        m_key->setText(key);
+    else
+        m_offeredKey = key;
 }
 
 QString LoginView::errorText() const {

@@ -26,8 +26,11 @@ public:
     bool isLoading() const { return m_loading; }
 
     void submit();
-    // The screen as it first appears: an empty field, no error, not checking.
+    // The screen as it first appears: an empty field (or the offered key), no error, not checking.
     void reset();
+    // A key to put in the field for the user (the demo key of a local run): now, when the field is on
+    // screen and empty, else the next time the screen comes up. Offered once.
+    void offerKey(const QString& key);
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -40,6 +43,7 @@ private:
     QLineEdit* m_key;
     QLabel* m_error;
     VexoButton* m_button;
+    QString m_offeredKey;
     bool m_loading = false;
     int m_attempt = 0;
 };

@@ -7,6 +7,7 @@
 #include "EditTaskView.h"
 #include "FolderEditView.h"
 #include "HoverGuard.h"
+#include "LiveRefresh.h"
 #include "SettingsView.h"
 #include "Sheet.h"
 #include "SidebarView.h"
@@ -18,6 +19,7 @@
 
 #include <QDialog>
 #include <QHBoxLayout>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -28,7 +30,7 @@ MainView::MainView(AppState& state, Theme& theme, QWidget* parent)
     , m_theme(theme) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* split = new QSplitter(Qt::Horizontal, this);
+    auto* split = m_split = new QSplitter(Qt::Horizontal, this);
     split->setChildrenCollapsible(false);
     split->setHandleWidth(1);
     m_sidebar = new SidebarView(state, theme, split);
@@ -109,6 +111,23 @@ MainView::MainView(AppState& state, Theme& theme, QWidget* parent)
     connect(&m_state, &AppState::sidebarItemChanged, this, &MainView::showDetail);
     connect(&m_state, &AppState::selectedTaskChanged, this, &MainView::showDetail);
     showDetail();
+
+    for (const QKeySequence& keys : {QKeySequence(Qt::Key_F5), QKeySequence(Qt::CTRL | Qt::Key_R)})
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, &MainView::refreshShown);
+}
+
+void MainView::setLiveRefresh(LiveRefresh& live) {
+    m_live = &live;
+    m_taskList->setLiveRefresh(live);
+}
+
+void MainView::refreshShown() {
+    if (m_live)
+        m_live->refreshNow();
+    if (currentDetail() == m_stats)
+        m_stats->reload();
+    else if (currentDetail() == m_admin)
+        (void)m_admin->load();
 }
 
 void MainView::setSheetFactory(Sheet sheet, SheetFactory factory) {

@@ -5,7 +5,9 @@
 #include <functional>
 
 class AppState;
+class LiveRefresh;
 class QDialog;
+class QSplitter;
 class QStackedWidget;
 class SidebarView;
 class AdminView;
@@ -29,6 +31,8 @@ public:
 
     void setSheetFactory(Sheet sheet, SheetFactory factory);
     SidebarView* sidebar() const { return m_sidebar; }
+    // The sidebar and the detail area side by side; the sidebar is the first pane.
+    QSplitter* splitter() const { return m_split; }
     TaskListView* taskList() const { return m_taskList; }
     TaskDetailView* taskDetail() const { return m_taskDetail; }
     StatsView* stats() const { return m_stats; }
@@ -37,6 +41,11 @@ public:
     ToastOverlay* toast() const { return m_toast; }
     // The dialog of a sheet while it is open.
     QDialog* openSheet(Sheet sheet) const;
+
+    // The list's refresh button and stale line follow `live`, and F5 refreshes through it.
+    void setLiveRefresh(LiveRefresh& live);
+    // F5 and Ctrl+R: the lists, and the statistics or the admin panel when one is shown.
+    void refreshShown();
 
 private:
     struct SheetBinding {
@@ -53,6 +62,7 @@ private:
 
     AppState& m_state;
     Theme& m_theme;
+    QSplitter* m_split;
     SidebarView* m_sidebar;
     QStackedWidget* m_detail;
     TaskListView* m_taskList;
@@ -61,4 +71,5 @@ private:
     AdminView* m_admin;
     ToastOverlay* m_toast;
     QList<SheetBinding> m_sheets;
+    LiveRefresh* m_live = nullptr;
 };

@@ -97,6 +97,16 @@ QCoro::Task<QByteArray> APIService::send(QString path, QString method, std::opti
 
 QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::optional<QJsonObject> body,
                                            bool authorized) const {
+    HttpResponse response = co_await exchange(std::move(url), std::move(method), std::move(body), authorized);
+    const int statusCode = response.statusCode;
+    if (statusCode >= 200 && statusCode <= 299)
+        co_return std::move(response.body);
+    throw APIError::httpError(statusCode, errorMessage(response.body, statusCode));
+}
+
+QCoro::Task<HttpResponse> APIService::exchange(QUrl url, QString method, std::optional<QJsonObject> body,
+                                               bool authorized,
+                                               QList<QPair<QByteArray, QByteArray>> extraHeaders) const {
     const QString scheme = url.scheme().toLower();
     if (!url.isValid() || url.host().isEmpty() || (scheme != u"http"_s && scheme != u"https"_s))
         throw APIError::invalidResponse();
@@ -110,6 +120,7 @@ QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::option
         if (const auto token = m_store.text(tokenKey))
             request.headers.append({QByteArray("Authorization"), "Bearer " + token->toUtf8()});
     }
+    request.headers.append(extraHeaders);
     if (body)
         request.body = QJsonDocument(*body).toJson(QJsonDocument::Compact);
 
@@ -124,11 +135,8 @@ QCoro::Task<QByteArray> APIService::sendTo(QUrl url, QString method, std::option
         qCInfo(lcService) << method << path << "failed:" << error.code() << clock.elapsed() << "ms";
         throw;
     }
-    const int statusCode = response.statusCode;
-    qCDebug(lcService) << method << path << statusCode << clock.elapsed() << "ms";
-    if (statusCode >= 200 && statusCode <= 299)
-        co_return std::move(response.body);
-    throw APIError::httpError(statusCode, errorMessage(response.body, statusCode));
+    qCDebug(lcService) << method << path << response.statusCode << clock.elapsed() << "ms";
+    co_return response;
 }
 
 template <class T>
@@ -276,6 +284,41 @@ QCoro::Task<AdminStats> APIService::fetchAdminStats() const {
 
 QCoro::Task<APIService::UsersResp> APIService::fetchAdminUsers() const {
     return request<UsersResp>(u"/api/admin/users"_s, u"GET"_s, std::nullopt, true);
+}
+
+template <class T> QCoro::Task<ConditionalRead<T>> APIService::requestIfChanged(QString path, QByteArray etag) const {
+    QList<QPair<QByteArray, QByteArray>> conditions;
+    if (!etag.isEmpty())
+        conditions.append({QByteArray("If-None-Match"), etag});
+    HttpResponse response =
+        co_await exchange(QUrl(m_base + path, QUrl::StrictMode), u"GET"_s, std::nullopt, true, std::move(conditions));
+    ConditionalRead<T> read;
+    const int statusCode = response.statusCode;
+    if (statusCode == 304 && !etag.isEmpty()) {
+        read.notModified = true;
+        read.etag = std::move(etag);
+        co_return read;
+    }
+    if (statusCode < 200 || statusCode > 299)
+        throw APIError::httpError(statusCode, errorMessage(response.body, statusCode));
+    try {
+        read.value = decodeJson<T>(response.body);
+    } catch (const DecodeError& error) {
+        throw APIError::decodingError(error.message());
+    }
+    read.etag = response.header("etag");
+    co_return read;
+}
+
+QCoro::Task<ConditionalRead<TasksResponse>> APIService::fetchTasksIfChanged(bool archived,
+                                                                            std::optional<TaskStatus> status,
+                                                                            std::optional<qint64> folderId,
+                                                                            QByteArray etag) const {
+    return requestIfChanged<TasksResponse>(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), std::move(etag));
+}
+
+QCoro::Task<ConditionalRead<FoldersResponse>> APIService::fetchFoldersIfChanged(QByteArray etag) const {
+    return requestIfChanged<FoldersResponse>(u"/api/folders"_s, std::move(etag));
 }
 
 QCoro::Task<QByteArray> APIService::fetchImage(QUrl url) const {

@@ -2,6 +2,7 @@
 
 #include "AdminStats.h"
 #include "AdminUser.h"
+#include "ConditionalRead.h"
 #include "Envelopes.h"
 #include "KeyValueStore.h"
 #include "TaskUpdate.h"
@@ -18,6 +19,7 @@
 
 class HttpClient;
 class JsonValue;
+struct HttpResponse;
 class QNetworkAccessManager;
 
 // The one place where the client talks to the service. Every call goes through request(), which
@@ -91,6 +93,14 @@ public:
     QCoro::Task<AdminStats> fetchAdminStats() const;
     QCoro::Task<UsersResp> fetchAdminUsers() const;
 
+    // The same reads as fetchTasks and fetchFolders, sent with If-None-Match when `etag` is not empty:
+    // a list the service still holds unchanged comes back as notModified, without a body. Failures
+    // are those of request().
+    QCoro::Task<ConditionalRead<TasksResponse>> fetchTasksIfChanged(bool archived, std::optional<TaskStatus> status,
+                                                                    std::optional<qint64> folderId,
+                                                                    QByteArray etag) const;
+    QCoro::Task<ConditionalRead<FoldersResponse>> fetchFoldersIfChanged(QByteArray etag) const;
+
     // The bytes of an attachment file or an avatar, with the same time-out and the same errors as every
     // other call. The service keeps attachment files to their owner, so the session's token goes
     // along, but only to the service's own address: a picture elsewhere never sees it. The caller
@@ -111,6 +121,10 @@ private:
     // Steps shared by every call: returns the body of a 2xx answer, throws for anything else.
     QCoro::Task<QByteArray> send(QString path, QString method, std::optional<QJsonObject> body, bool authorized) const;
     QCoro::Task<QByteArray> sendTo(QUrl url, QString method, std::optional<QJsonObject> body, bool authorized) const;
+    // Steps 1 to 8: the answer whatever its status. `extraHeaders` go after the standard ones.
+    QCoro::Task<HttpResponse> exchange(QUrl url, QString method, std::optional<QJsonObject> body, bool authorized,
+                                       QList<QPair<QByteArray, QByteArray>> extraHeaders = {}) const;
+    template <class T> QCoro::Task<ConditionalRead<T>> requestIfChanged(QString path, QByteArray etag) const;
 
     QString m_base;
     const KeyValueStore& m_store;

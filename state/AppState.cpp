@@ -123,6 +123,7 @@ void AppState::setTasks(QList<VexoTask> tasks) {
 }
 
 void AppState::replaceTask(const VexoTask& task) {
+    overtakeBackground();
     if (m_taskList.replaceFirst(task))
         Q_EMIT tasksChanged();
     if (m_selectedTask && m_selectedTask->id == task.id)
@@ -130,6 +131,7 @@ void AppState::replaceTask(const VexoTask& task) {
 }
 
 void AppState::removeTasks(qint64 id) {
+    overtakeBackground();
     if (m_taskList.removeAll(id))
         Q_EMIT tasksChanged();
     if (m_selectedTask && m_selectedTask->id == id)
@@ -166,6 +168,7 @@ QCoro::Task<void> AppState::login(QString key) {
     const AuthResponse auth = co_await m_api.verifyKey(std::move(key));
     if (!self)
         co_return;
+    supersedeBackground();
     assign(m_token, std::optional<QString>(auth.token), &AppState::tokenChanged);
     assign(m_currentUser, std::optional<User>(auth.user), &AppState::currentUserChanged);
     assign(m_isLoggedIn, true, &AppState::isLoggedInChanged);
@@ -174,6 +177,9 @@ QCoro::Task<void> AppState::login(QString key) {
 }
 
 void AppState::logout() {
+    supersedeBackground();
+    m_taggedTasks = {};
+    m_taggedFolders = {};
     assign(m_isLoggedIn, false, &AppState::isLoggedInChanged);
     assign(m_token, std::optional<QString>(), &AppState::tokenChanged);
     assign(m_currentUser, std::optional<User>(), &AppState::currentUserChanged);
@@ -186,6 +192,7 @@ void AppState::logout() {
 }
 
 void AppState::selectSidebarItem(SidebarItem item) {
+    supersedeBackground();
     assign(m_sidebarItem, item, &AppState::sidebarItemChanged);
     setDateFilter(DateFilter::all);
     setPriorityFilter(std::nullopt);
@@ -199,6 +206,7 @@ QCoro::Task<void> AppState::loadTasks() {
     if (!m_isLoggedIn)
         co_return;
     QPointer<AppState> self(this);
+    supersedeBackground();
     setLoadingTasks(true);
     std::optional<TasksResponse> answer;
     std::exception_ptr failure;
@@ -210,10 +218,12 @@ QCoro::Task<void> AppState::loadTasks() {
     }
     if (!self)
         co_return;
-    if (answer)
+    if (answer) {
         setTasks(std::move(answer->tasks));
-    else
+        Q_EMIT tasksLoaded();
+    } else {
         showToast(describe(failure));
+    }
     setLoadingTasks(false);
 }
 
@@ -226,6 +236,7 @@ QCoro::Task<void> AppState::createTask(QString title, TaskPriority priority, std
         if (!self)
             co_return;
         // At the front, whatever the selection and filters.
+        overtakeBackground();
         m_taskList.prepend(task);
         Q_EMIT tasksChanged();
         showToast(u"Задача создана"_s);
@@ -298,6 +309,7 @@ QCoro::Task<void> AppState::sendToBot(qint64 id) {
         if (!self)
             co_return;
         // The first task with that id; the selected task keeps what it had.
+        overtakeBackground();
         if (const int row = m_taskList.rowOf(id); row >= 0) {
             VexoTask sent = m_taskList.tasks()[row];
             sent.sentToBot = 1;
@@ -351,6 +363,7 @@ QCoro::Task<void> AppState::createFolder(QString name, QString color) {
         const Folder folder = (co_await m_api.createFolder(std::move(name), std::move(color))).folder;
         if (!self)
             co_return;
+        overtakeBackground();
         QList<Folder> folders = m_folders;
         folders.append(folder);
         assign(m_folders, std::move(folders), &AppState::foldersChanged);
@@ -367,6 +380,7 @@ QCoro::Task<void> AppState::updateFolder(qint64 id, QString name, QString color)
         const Folder folder = (co_await m_api.updateFolder(id, std::move(name), std::move(color))).folder;
         if (!self)
             co_return;
+        overtakeBackground();
         QList<Folder> folders = m_folders;
         for (Folder& each : folders) {
             if (each.id == id) {
@@ -387,6 +401,7 @@ QCoro::Task<void> AppState::deleteFolder(qint64 id) {
         co_await m_api.deleteFolder(id);
         if (!self)
             co_return;
+        overtakeBackground();
         QList<Folder> folders = m_folders;
         folders.removeIf([id](const Folder& folder) { return folder.id == id; });
         assign(m_folders, std::move(folders), &AppState::foldersChanged);
@@ -448,4 +463,78 @@ QCoro::Task<void> AppState::regenerateApiKey() {
         if (self)
             showToast(u"Ошибка обновления ключа"_s);
     }
+}
+
+QCoro::Task<AppState::BackgroundRefresh> AppState::refreshInBackground() {
+    if (!m_isLoggedIn)
+        co_return BackgroundRefresh::skipped;
+    QPointer<AppState> self(this);
+    supersedeBackground();
+    const quint64 loads = m_loads;
+    const quint64 edits = m_edits;
+    const bool archived = m_sidebarItem.showsArchive();
+    const std::optional<TaskStatus> status = m_sidebarItem.statusFilter();
+    const std::optional<qint64> folderId = m_selectedFolderId;
+    const QString query = APIService::tasksQuery(archived, status, folderId);
+    // A folder deleted while it is shown keeps its list until the user loads another.
+    const bool withTasks = !(m_sidebarItem.kind() == SidebarItem::Kind::folder && !folderId);
+
+    // Both requests are on the wire before either is awaited.
+    std::optional<QCoro::Task<ConditionalRead<TasksResponse>>> tasksRequest;
+    if (withTasks)
+        tasksRequest.emplace(m_api.fetchTasksIfChanged(
+            archived, status, folderId, m_taggedTasks.query == query ? m_taggedTasks.etag : QByteArray()));
+    QCoro::Task<ConditionalRead<FoldersResponse>> foldersRequest = m_api.fetchFoldersIfChanged(m_taggedFolders.etag);
+    std::optional<ConditionalRead<TasksResponse>> tasks;
+    std::optional<ConditionalRead<FoldersResponse>> folders;
+    std::exception_ptr failure;
+    if (tasksRequest) {
+        try {
+            tasks = co_await std::move(*tasksRequest);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    try {
+        folders = co_await std::move(foldersRequest);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!self)
+        co_return BackgroundRefresh::superseded;
+    if (m_loads != loads || !m_isLoggedIn ||
+        APIService::tasksQuery(m_sidebarItem.showsArchive(), m_sidebarItem.statusFilter(), m_selectedFolderId) != query)
+        co_return BackgroundRefresh::superseded;
+    if (m_edits != edits)
+        co_return BackgroundRefresh::overtaken;
+
+    bool changed = false;
+    if (folders) {
+        QList<Folder> list = folders->notModified ? m_taggedFolders.folders : std::move(folders->value->folders);
+        m_taggedFolders = {folders->etag, list};
+        if (m_folders != list) {
+            assign(m_folders, std::move(list), &AppState::foldersChanged);
+            changed = true;
+        }
+    }
+    if (tasks) {
+        QList<VexoTask> list = tasks->notModified ? m_taggedTasks.tasks : std::move(tasks->value->tasks);
+        m_taggedTasks = {query, tasks->etag, list};
+        if (m_taskList.assign(std::move(list))) {
+            Q_EMIT tasksChanged();
+            changed = true;
+        }
+        if (m_selectedTask) {
+            // The page follows its task's new version; a task gone from the list stays on its page.
+            if (const int row = m_taskList.rowOf(m_selectedTask->id); row >= 0)
+                setSelectedTask(m_taskList.tasks()[row]);
+        }
+    }
+    if (failure) {
+        qCInfo(lcState) << "background refresh failed:" << describe(failure);
+        co_return BackgroundRefresh::failed;
+    }
+    if (tasks)
+        Q_EMIT tasksLoaded();
+    co_return changed ? BackgroundRefresh::changed : BackgroundRefresh::unchanged;
 }

@@ -137,6 +137,22 @@ public:
     // The text shown for a failure: the service's description, or the transport's own.
     static QString describe(std::exception_ptr error);
 
+    // How a background refresh ended.
+    enum class BackgroundRefresh {
+        changed,    // the service's lists differed, and the difference is applied
+        unchanged,  // the service's lists are what is shown
+        superseded, // a newer load started while it waited: its answer is dropped
+        overtaken,  // an operation's answer changed the lists while it waited: its answer is dropped
+        failed,     // a request failed; nothing is reported, what did arrive is applied
+        skipped,    // nobody is signed in
+    };
+    // Reloads the current task list and the folders as loadTasks and loadFolders would, with
+    // conditional reads, and applies only what changed: rows inserted, removed or replaced, never a
+    // reset, and nothing at all when nothing changed. No loading flag, no toast, no sheet is touched.
+    // The selected task follows its new version; one that vanished from the list stays shown. While
+    // the sidebar stays on a folder that was deleted, the task list is left as it is.
+    QCoro::Task<BackgroundRefresh> refreshInBackground();
+
 Q_SIGNALS:
     void isLoggedInChanged();
     void tokenChanged();
@@ -164,6 +180,8 @@ Q_SIGNALS:
     void statsDataChanged();
     void statsRangeChanged();
     void apiKeyValueChanged();
+    // The current task list came from the service: a load or a background refresh succeeded.
+    void tasksLoaded();
 
 private:
     template <class T, class Signal> void assign(T& member, T value, Signal signal) {
@@ -179,6 +197,9 @@ private:
     void replaceTask(const VexoTask& task);
     void removeTasks(qint64 id);
     void setLoadingTasks(bool loading);
+    // Answers of background refreshes under way are older than what follows.
+    void supersedeBackground() { ++m_loads; }
+    void overtakeBackground() { ++m_edits; }
 
     const APIService& m_api;
     KeyValueStore& m_store;
@@ -209,4 +230,22 @@ private:
     std::optional<UserStats> m_statsData;
     QString m_statsRange = QStringLiteral("week");
     std::optional<QString> m_apiKeyValue;
+
+    // Counters a background refresh compares before it applies its answer: loads of any kind
+    // started, and changes applied from operations' answers.
+    quint64 m_loads = 0;
+    quint64 m_edits = 0;
+    // What the service last sent for the task query and the folders, with its tag: a "not
+    // modified" answer means exactly this.
+    struct TaggedTasks {
+        QString query;
+        QByteArray etag;
+        QList<VexoTask> tasks;
+    };
+    struct TaggedFolders {
+        QByteArray etag;
+        QList<Folder> folders;
+    };
+    TaggedTasks m_taggedTasks;
+    TaggedFolders m_taggedFolders;
 };

@@ -158,7 +158,7 @@ private Q_SLOTS:
         ::kill(pid_t(server.processId()), SIGTERM);
         QTRY_VERIFY_WITH_TIMEOUT(client.isClosed(), 10'000);
         QCOMPARE(client.closeCode(), 1001);
-        // It may have ended while the close was awaited.
+        // Waiting for the close lets the event loop reap the process: it may be gone already.
         QVERIFY(server.state() == QProcess::NotRunning || server.waitForFinished(10'000));
         QCOMPARE(server.exitStatus(), QProcess::NormalExit);
         QCOMPARE(server.exitCode(), 0);

@@ -23,6 +23,7 @@ class AdminView final : public QWidget {
 public:
     AdminView(AppState& state, Theme& theme, QWidget* parent = nullptr);
 
+    // Asks for the figures and the users again; on appearing and on F5.
     QCoro::Task<void> load();
     bool isLoading() const { return m_loading; }
     QString errorText() const;

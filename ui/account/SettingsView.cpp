@@ -2,6 +2,7 @@
 
 #include "AppState.h"
 #include "ChipButton.h"
+#include "DesktopPreferences.h"
 #include "Fonts.h"
 #include "IconView.h"
 #include "Icons.h"
@@ -30,7 +31,7 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     , m_theme(theme)
     , m_dismiss(std::move(dismiss)) {
     setMinimumWidth(460);
-    auto* layout = new QVBoxLayout(this);
+    auto* layout = m_layout = new QVBoxLayout(this);
     layout->setContentsMargins(24, 18, 24, 22);
     layout->setSpacing(10);
     auto* header = new QHBoxLayout;
@@ -140,4 +141,96 @@ void SettingsView::refresh() {
     for (QPushButton* button : std::as_const(m_themes))
         button->setChecked(button->property("theme").toString() == m_theme.preference());
     m_send->setChecked(m_state.userSettings().autoSendBot);
+}
+
+QString SettingsView::leadLabel(int minutes) {
+    if (minutes == 0)
+        return u"В срок"_s;
+    if (minutes == 60)
+        return u"За 1 час"_s;
+    return u"За %1 мин"_s.arg(minutes);
+}
+
+void SettingsView::addRemindersSection(DesktopPreferences& preferences) {
+    if (m_preferences)
+        return;
+    m_preferences = &preferences;
+    // Built beside the sections above, in their look, and placed after them (before the closing stretch).
+    auto* box = new QWidget(this);
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 8, 0, 0);
+    layout->setSpacing(10);
+    const auto row = [&](const QString& icon, const QString& name, int size, QFont::Weight weight, Palette::Role role) {
+        auto* line = new QHBoxLayout;
+        line->setSpacing(8);
+        if (!icon.isEmpty())
+            line->addWidget(new IconView(m_theme, icon, 15, Palette::Role::accent, box));
+        auto* label = new QLabel(name, box);
+        label->setFont(uiFont(size, weight));
+        Style::setText(label, role);
+        line->addWidget(label);
+        line->addStretch();
+        layout->addLayout(line);
+        return line;
+    };
+    const auto hint = [&](const QString& text) {
+        auto* label = new QLabel(text, box);
+        label->setWordWrap(true);
+        label->setFont(uiFont(12));
+        Style::setText(label, Palette::Role::textSecondary);
+        layout->addWidget(label);
+    };
+
+    QHBoxLayout* heading = row(u"clock"_s, u"Напоминания"_s, 14, QFont::DemiBold, Palette::Role::textPrimary);
+    m_reminders = new Switch(m_theme, QString(), box);
+    m_reminders->setAccessibleName(u"Напоминания"_s);
+    connect(m_reminders, &Switch::clicked, this, [this](bool on) { m_preferences->setRemindersEnabled(on); });
+    heading->addWidget(m_reminders);
+    hint(u"Перед дедлайном и когда срок истёк, пока клиент открыт"_s);
+
+    auto* leads = new QHBoxLayout;
+    leads->setSpacing(6);
+    for (const int minutes : DesktopPreferences::leadChoices()) {
+        auto* button = new ChipButton(leadLabel(minutes), true, box);
+        button->setProperty("leadMinutes", minutes);
+        connect(button, &QPushButton::clicked, this, [this, minutes] {
+            m_preferences->setLeadMinutes(minutes);
+            refreshReminders();
+        });
+        m_leads << button;
+        leads->addWidget(button);
+    }
+    leads->addStretch();
+    layout->addLayout(leads);
+
+    layout->addSpacing(4);
+    QHBoxLayout* tray = row(QString(), u"Сворачивать в трей"_s, 13, QFont::Normal, Palette::Role::textPrimary);
+    m_tray = new Switch(m_theme, QString(), box);
+    m_tray->setAccessibleName(u"Сворачивать в трей"_s);
+    connect(m_tray, &Switch::clicked, this, [this](bool on) { m_preferences->setCloseToTray(on); });
+    tray->addWidget(m_tray);
+    hint(u"Закрытое окно оставляет клиент в трее, с напоминаниями"_s);
+
+    m_layout->insertWidget(m_layout->count() - 1, box);
+    connect(m_preferences, &DesktopPreferences::changed, this, &SettingsView::refreshReminders);
+    refreshReminders();
+}
+
+QPushButton* SettingsView::leadButton(const QString& label) const {
+    for (QPushButton* button : m_leads) {
+        if (button->text() == label)
+            return button;
+    }
+    return nullptr;
+}
+
+void SettingsView::refreshReminders() {
+    if (!m_preferences)
+        return;
+    m_reminders->setChecked(m_preferences->remindersEnabled());
+    for (QPushButton* button : std::as_const(m_leads)) {
+        button->setChecked(button->property("leadMinutes").toInt() == m_preferences->leadMinutes());
+        button->setEnabled(m_preferences->remindersEnabled());
+    }
+    m_tray->setChecked(m_preferences->closeToTray());
 }

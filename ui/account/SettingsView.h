@@ -5,6 +5,8 @@
 #include <functional>
 
 class AppState;
+class DesktopPreferences;
+class QVBoxLayout;
 class QLabel;
 class QPushButton;
 class Switch;
@@ -20,11 +22,21 @@ public:
     QPushButton* themeButton(const QString& label) const;
     Switch* sendSwitch() const { return m_send; }
     QStringList hotkeyRows() const; // "description — key"
+
+    // Adds the section "Напоминания" after all the others: deadline reminders on or off, their lead
+    // time, and whether closing the window keeps the client in the tray.
+    void addRemindersSection(DesktopPreferences& preferences);
+    Switch* remindersSwitch() const { return m_reminders; }
+    QPushButton* leadButton(const QString& label) const;
+    Switch* traySwitch() const { return m_tray; }
+    // The lead time's label for a number of minutes; 0 is the deadline itself.
+    static QString leadLabel(int minutes);
     // The label of the edit form's save keys on this platform.
     static QString saveKeyLabel();
 
 private:
     void refresh();
+    void refreshReminders();
 
     AppState& m_state;
     Theme& m_theme;
@@ -32,4 +44,9 @@ private:
     QList<QPushButton*> m_themes;
     Switch* m_send;
     QList<std::pair<QLabel*, QLabel*>> m_hotkeys;
+    QVBoxLayout* m_layout;
+    DesktopPreferences* m_preferences = nullptr;
+    Switch* m_reminders = nullptr;
+    QList<QPushButton*> m_leads;
+    Switch* m_tray = nullptr;
 };

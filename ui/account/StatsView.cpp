@@ -88,6 +88,10 @@ StatsView::StatsView(AppState& state, Theme& theme, QWidget* parent)
 
 void StatsView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    reload();
+}
+
+void StatsView::reload() {
     (void)m_state.loadStats();
 }
 

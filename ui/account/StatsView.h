@@ -20,6 +20,8 @@ public:
 
     // "week" or "month": reloads through the state.
     void chooseRange(const QString& range);
+    // Loads the chosen range again, as on appearing: also on F5.
+    void reload();
     QPushButton* rangeButton(const QString& label) const;
     QStringList totalsTexts() const;  // "title|number|caption" per card
     QStringList priorityRows() const; // "label: count"

@@ -37,7 +37,17 @@ void Theme::setPreference(const QString& preference) {
     update();
 }
 
+void Theme::setDesktopScheme(std::optional<bool> prefersDark) {
+    if (prefersDark == m_desktopPrefersDark)
+        return;
+    m_desktopPrefersDark = prefersDark;
+    if (m_preference == u"system" && systemIsDark() != m_dark)
+        update();
+}
+
 bool Theme::systemIsDark() const {
+    if (m_desktopPrefersDark)
+        return *m_desktopPrefersDark;
     // Qt 6.4 has no colour-scheme hint yet: the desktop's own palette tells.
     return m_systemPalette.color(QPalette::Window).lightness() < 128;
 }

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QPalette>
 
+#include <optional>
+
 class KeyValueStore;
 
 // The chosen appearance ("system", "dark" or "light", kept under "vexo_theme"; "dark" when unset)
@@ -20,6 +22,8 @@ public:
     void setPreference(const QString& preference);
     const Palette& palette() const { return m_dark ? Palette::darkPalette() : Palette::lightPalette(); }
     bool isDark() const { return m_dark; }
+    // The desktop's own scheme when it states one (true: dark); "system" follows it before the palette.
+    void setDesktopScheme(std::optional<bool> prefersDark);
 
     // Applies the palette and style sheet to the application; called on start and on every change.
     void apply();
@@ -38,5 +42,6 @@ private:
     QString m_preference;
     bool m_dark = true;
     QPalette m_systemPalette;
+    std::optional<bool> m_desktopPrefersDark;
     bool m_applying = false;
 };

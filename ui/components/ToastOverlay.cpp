@@ -1,6 +1,7 @@
 #include "ToastOverlay.h"
 
 #include "AppState.h"
+#include "EmojiText.h"
 #include "Fonts.h"
 #include "Theme.h"
 
@@ -8,6 +9,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPropertyAnimation>
+#include <QtMath>
 
 ToastOverlay::ToastOverlay(AppState& state, Theme& theme, QWidget* window)
     : QWidget(window)
@@ -64,7 +66,7 @@ void ToastOverlay::setReveal(qreal reveal) {
 
 void ToastOverlay::place() {
     const QFont font = uiFont(13, QFont::Medium);
-    const int textWidth = QFontMetrics(font).horizontalAdvance(m_text);
+    const int textWidth = qCeil(EmojiText::width(m_text, font));
     const int width = qMin(parentWidget()->width() - 40, textWidth + 48);
     const int height = 40;
     setGeometry((parentWidget()->width() - width) / 2, parentWidget()->height() - height - 28, width, height + 28);
@@ -90,6 +92,5 @@ void ToastOverlay::paintEvent(QPaintEvent*) {
     painter.drawPath(shape);
     painter.setFont(uiFont(13, QFont::Medium));
     painter.setPen(p.textPrimary);
-    painter.drawText(pill.adjusted(16, 0, -16, 0), Qt::AlignCenter,
-                     painter.fontMetrics().elidedText(m_text, Qt::ElideRight, int(pill.width()) - 32));
+    EmojiText::draw(painter, pill.adjusted(16, 0, -16, 0), Qt::AlignCenter, m_text);
 }

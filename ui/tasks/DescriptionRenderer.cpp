@@ -1,5 +1,6 @@
 #include "DescriptionRenderer.h"
 
+#include "EmojiText.h"
 #include "HtmlText.h"
 
 #include <QFontMetricsF>
@@ -224,6 +225,26 @@ void DescriptionRenderer::insertBlock(const DescriptionPiece& piece) {
     }
 }
 
+// Emoji go in the colour emoji font: the text font has black outlines of its own for some of them.
+void DescriptionRenderer::insertRun(const QString& text, const QTextCharFormat& format) {
+    const auto ranges = EmojiText::emojiRanges(text);
+    if (ranges.isEmpty()) {
+        m_cursor.insertText(text, format);
+        return;
+    }
+    QTextCharFormat emoji = format;
+    emoji.setFontFamilies(EmojiText::emojiFamilies());
+    qsizetype at = 0;
+    for (const auto& [start, end] : ranges) {
+        if (start > at)
+            m_cursor.insertText(text.mid(at, start - at), format);
+        m_cursor.insertText(text.mid(start, end - start), emoji);
+        at = end;
+    }
+    if (at < text.size())
+        m_cursor.insertText(text.mid(at), format);
+}
+
 void DescriptionRenderer::continueBlock() {
     m_cursor.insertBlock(m_continuation, charFormat(DescriptionPiece()));
     m_blockLength = 0;
@@ -301,7 +322,7 @@ void DescriptionRenderer::render(const Budget& budget) {
         --piecesLeft;
         ++m_pieces;
         if (piece.text.size() <= room) {
-            m_cursor.insertText(piece.text, charFormat(piece));
+            insertRun(piece.text, charFormat(piece));
             m_blockLength += piece.text.size();
             m_characters += piece.text.size();
             charactersLeft -= piece.text.size();
@@ -310,7 +331,7 @@ void DescriptionRenderer::render(const Budget& budget) {
         }
         const bool wasVisible = isVisible(piece);
         const qsizetype cut = cutPoint(piece.text, room);
-        m_cursor.insertText(piece.text.left(cut), charFormat(piece));
+        insertRun(piece.text.left(cut), charFormat(piece));
         m_blockLength += cut;
         m_characters += cut;
         charactersLeft -= cut;

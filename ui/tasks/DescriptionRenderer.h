@@ -75,6 +75,7 @@ private:
     void push(DescriptionPiece piece);
     void pop();
     void insertBlock(const DescriptionPiece& piece);
+    void insertRun(const QString& text, const QTextCharFormat& format);
     void continueBlock();
     QTextCharFormat charFormat(const DescriptionPiece& piece) const;
     static bool isVisible(const DescriptionPiece& piece);

@@ -5,6 +5,7 @@
 #include "AppState.h"
 #include "Badge.h"
 #include "BusyIndicator.h"
+#include "EmojiText.h"
 #include "Fonts.h"
 #include "HTMLTextView.h"
 #include "IconView.h"
@@ -141,6 +142,7 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
     layout->setContentsMargins(24, 20, 24, 24);
     layout->setSpacing(12);
     m_title = new QLabel(page);
+    m_title->setTextFormat(Qt::RichText); // the title's own text, escaped, with its emoji in colour
     m_title->setWordWrap(true);
     m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
     layout->addWidget(m_title);
@@ -465,7 +467,7 @@ void TaskDetailView::rebuildAttachments() {
 }
 
 QString TaskDetailView::titleText() const {
-    return m_title->text();
+    return m_title->accessibleName();
 }
 
 QStringList TaskDetailView::badgeTexts() const {
@@ -510,7 +512,8 @@ void TaskDetailView::rebuild() {
     QFont titleFont = uiFont(22, QFont::Bold);
     titleFont.setStrikeOut(done);
     m_title->setFont(titleFont);
-    m_title->setText(task.title);
+    m_title->setText(EmojiText::toHtml(task.title));
+    m_title->setAccessibleName(task.title);
     Style::setText(m_title, done ? Palette::Role::textSecondary : Palette::Role::textPrimary);
 
     clearLayout(m_badges);

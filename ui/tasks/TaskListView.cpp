@@ -6,11 +6,14 @@
 #include "Fonts.h"
 #include "IconView.h"
 #include "Icons.h"
+#include "RefreshButton.h"
 #include "ServerDate.h"
+#include "StaleNotice.h"
 #include "StatCard.h"
 #include "Style.h"
 #include "TaskListModel.h"
 #include "TaskRowDelegate.h"
+#include "TaskRowsView.h"
 #include "Theme.h"
 #include "VexoButton.h"
 
@@ -161,7 +164,7 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     loadingLayout->addStretch();
     m_content->addWidget(loading);
 
-    m_list = new QListView(m_content);
+    m_list = new TaskRowsView(m_content);
     m_list->setModel(m_model);
     m_list->setItemDelegate(m_delegate);
     m_list->setMouseTracking(true);
@@ -247,6 +250,29 @@ QString TaskListView::title() const {
     default:
         return u"Задачи"_s;
     }
+}
+
+void TaskListView::setLiveRefresh(LiveRefresh& live) {
+    if (m_refresh)
+        return;
+    // The header is the row that holds "Новая задача": the button goes right before it, the line
+    // right under the header.
+    QBoxLayout* header = nullptr;
+    for (QBoxLayout* row : findChildren<QBoxLayout*>()) {
+        if (row->indexOf(m_newTask) >= 0)
+            header = row;
+    }
+    m_refresh = new RefreshButton(live, m_theme, this);
+    header->insertWidget(header->indexOf(m_newTask), m_refresh);
+
+    auto* top = qobject_cast<QBoxLayout*>(layout());
+    QObject* headerItem = header;
+    while (headerItem->parent() != top && headerItem->parent() != this)
+        headerItem = headerItem->parent();
+    const auto* headerLayout = qobject_cast<QLayout*>(headerItem);
+    const int below = headerLayout ? top->indexOf(headerLayout) : top->indexOf(qobject_cast<QWidget*>(headerItem));
+    m_stale = new StaleNotice(live, m_theme, this);
+    top->insertWidget(below + 1, m_stale);
 }
 
 QString TaskListView::contentState() const {

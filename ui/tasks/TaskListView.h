@@ -6,6 +6,7 @@
 
 class AppState;
 class BusyIndicator;
+class LiveRefresh;
 class QButtonGroup;
 class QLabel;
 class QMenu;
@@ -13,6 +14,8 @@ class QListView;
 class QPushButton;
 class QStackedWidget;
 class QToolButton;
+class RefreshButton;
+class StaleNotice;
 class StatCard;
 class TaskListModel;
 class TaskRowDelegate;
@@ -41,6 +44,12 @@ public:
     // Which of the three contents is on screen: "loading", "list" or "empty".
     QString contentState() const;
 
+    // Adds the refresh button before "Новая задача" and, under the header, the line that tells when
+    // the list may be out of date; both follow `live`.
+    void setLiveRefresh(LiveRefresh& live);
+    RefreshButton* refreshButton() const { return m_refresh; }
+    StaleNotice* staleNotice() const { return m_stale; }
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -62,4 +71,6 @@ private:
     QWidget* m_empty;
     QLabel* m_emptyTitle;
     QLabel* m_emptyHint;
+    RefreshButton* m_refresh = nullptr;
+    StaleNotice* m_stale = nullptr;
 };

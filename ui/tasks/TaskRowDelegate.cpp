@@ -2,6 +2,7 @@
 
 #include "Clock.h"
 #include "ColorHex.h"
+#include "EmojiText.h"
 #include "Fonts.h"
 #include "HtmlText.h"
 #include "Icons.h"
@@ -136,8 +137,8 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     titleFont.setStrikeOut(done);
     painter->setFont(titleFont);
     painter->setPen(done ? p.textTertiary : p.textPrimary);
-    painter->drawText(QRect(row.left() + textLeft, y, textWidth, titleHeight), Qt::AlignLeft | Qt::AlignVCenter,
-                      painter->fontMetrics().elidedText(task.title, Qt::ElideRight, textWidth));
+    EmojiText::draw(*painter, QRect(row.left() + textLeft, y, textWidth, titleHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                    task.title);
     y += titleHeight + lineGap;
 
     // Description preview
@@ -147,8 +148,8 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         painter->setPen(p.textTertiary);
         QString oneLine = preview;
         oneLine.replace(u'\n', u' ');
-        painter->drawText(QRect(row.left() + textLeft, y, textWidth, previewHeight), Qt::AlignLeft | Qt::AlignVCenter,
-                          painter->fontMetrics().elidedText(oneLine, Qt::ElideRight, textWidth));
+        EmojiText::draw(*painter, QRect(row.left() + textLeft, y, textWidth, previewHeight),
+                        Qt::AlignLeft | Qt::AlignVCenter, oneLine);
         y += previewHeight + lineGap;
     }
 
