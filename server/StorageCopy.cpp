@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct TableSpec {
+struct CopiedTable {
     QString name;
     QString key; // the primary key; numbered by the database where `identity`
     QStringList columns;
@@ -22,8 +22,8 @@ struct TableSpec {
 };
 
 // Parents before children, as the foreign keys want them.
-const QList<TableSpec>& tableSpecs() {
-    static const QList<TableSpec> specs{
+const QList<CopiedTable>& copiedTables() {
+    static const QList<CopiedTable> tables{
         {u"users"_s,
          u"id"_s,
          {u"id"_s, u"telegram_id"_s, u"username"_s, u"first_name"_s, u"last_name"_s, u"avatar_name"_s, u"is_admin"_s,
@@ -51,7 +51,7 @@ const QList<TableSpec>& tableSpecs() {
          {u"revision"_s, u"user_id"_s, u"kind"_s, u"op"_s, u"entity_id"_s, u"task_id"_s},
          true},
     };
-    return specs;
+    return tables;
 }
 
 // One value as bytes that mean the same on both databases: an integer is its decimal text on
@@ -67,14 +67,14 @@ void appendValue(QByteArray& row, const QVariant& value) {
 }
 
 // The rows of a table, each hashed, in an order of their own; `rows` is how many there are.
-QByteArray checksum(SqlConnection& connection, const TableSpec& spec, qint64& rows) {
-    auto query = connection.prepare(u"SELECT "_s + spec.columns.join(u", "_s) + u" FROM "_s + spec.name);
+QByteArray checksum(SqlConnection& connection, const CopiedTable& copied, qint64& rows) {
+    auto query = connection.prepare(u"SELECT "_s + copied.columns.join(u", "_s) + u" FROM "_s + copied.name);
     query->setForwardOnly(true);
     connection.execute(query);
     QList<QByteArray> hashes;
     while (query->next()) {
         QByteArray row;
-        for (int i = 0; i < spec.columns.size(); ++i)
+        for (int i = 0; i < copied.columns.size(); ++i)
             appendValue(row, query->value(i));
         hashes.append(QCryptographicHash::hash(row, QCryptographicHash::Sha256));
     }
@@ -92,18 +92,18 @@ qint64 rowCount(SqlConnection& connection, const QString& table) {
     return query->next() ? query->value(0).toLongLong() : 0;
 }
 
-void copyRows(SqlConnection& from, SqlConnection& to, const TableSpec& spec) {
-    const QString columns = spec.columns.join(u", "_s);
-    auto read = from.prepare(u"SELECT "_s + columns + u" FROM "_s + spec.name + u" ORDER BY "_s + spec.key);
+void copyRows(SqlConnection& from, SqlConnection& to, const CopiedTable& copied) {
+    const QString columns = copied.columns.join(u", "_s);
+    auto read = from.prepare(u"SELECT "_s + columns + u" FROM "_s + copied.name + u" ORDER BY "_s + copied.key);
     read->setForwardOnly(true);
     from.execute(read);
     QStringList marks;
-    for (qsizetype i = 0; i < spec.columns.size(); ++i)
+    for (qsizetype i = 0; i < copied.columns.size(); ++i)
         marks << u"?"_s;
     auto write =
-        to.prepare(u"INSERT INTO "_s + spec.name + u" ("_s + columns + u") VALUES ("_s + marks.join(u", "_s) + u')');
+        to.prepare(u"INSERT INTO "_s + copied.name + u" ("_s + columns + u") VALUES ("_s + marks.join(u", "_s) + u')');
     while (read->next()) {
-        for (int i = 0; i < spec.columns.size(); ++i)
+        for (int i = 0; i < copied.columns.size(); ++i)
             write->addBindValue(read->value(i));
         to.execute(write);
     }
@@ -131,20 +131,20 @@ QStringList contentNames(SqlConnection& connection) {
 StorageCopy::Report StorageCopy::copy(SqlStorage& from, SqlStorage& to) {
     SqlConnection& source = from.connection();
     SqlConnection& target = to.connection();
-    for (const TableSpec& spec : tableSpecs() + QList<TableSpec>{{u"blobs"_s, u"name"_s, {}, false}}) {
-        if (const qint64 rows = rowCount(target, spec.name); rows > 0)
+    for (const CopiedTable& copied : copiedTables() + QList<CopiedTable>{{u"blobs"_s, u"name"_s, {}, false}}) {
+        if (const qint64 rows = rowCount(target, copied.name); rows > 0)
             throw ServerError::badRequest(
-                u"Перенос возможен только в пустую базу, а в таблице %1 уже %2 строк"_s.arg(spec.name).arg(rows));
+                u"Перенос возможен только в пустую базу, а в таблице %1 уже %2 строк"_s.arg(copied.name).arg(rows));
     }
 
     Report report;
     QStringList writtenFiles;
     target.begin();
     try {
-        for (const TableSpec& spec : tableSpecs()) {
-            copyRows(source, target, spec);
-            if (spec.identity && !target.dialect().restartIdentity.isEmpty())
-                target.run(target.dialect().restartIdentity.arg(spec.name, spec.key));
+        for (const CopiedTable& copied : copiedTables()) {
+            copyRows(source, target, copied);
+            if (copied.identity && !target.dialect().restartIdentity.isEmpty())
+                target.run(target.dialect().restartIdentity.arg(copied.name, copied.key));
         }
 
         QHash<QString, QByteArray> contentHashes;
@@ -164,16 +164,16 @@ StorageCopy::Report StorageCopy::copy(SqlStorage& from, SqlStorage& to) {
         }
 
         // Both sides, read back, before anything is committed.
-        for (const TableSpec& spec : tableSpecs()) {
+        for (const CopiedTable& copied : copiedTables()) {
             Table table;
-            table.name = spec.name;
+            table.name = copied.name;
             qint64 targetRows = 0;
-            table.checksum = checksum(source, spec, table.rows);
-            const QByteArray targetChecksum = checksum(target, spec, targetRows);
+            table.checksum = checksum(source, copied, table.rows);
+            const QByteArray targetChecksum = checksum(target, copied, targetRows);
             if (targetRows != table.rows || targetChecksum != table.checksum)
                 throw ServerError(
                     ErrorKind::internal,
-                    u"Таблица %1 после переноса не совпадает с исходной (%2 строк, а в исходной %3)"_s.arg(spec.name)
+                    u"Таблица %1 после переноса не совпадает с исходной (%2 строк, а в исходной %3)"_s.arg(copied.name)
                         .arg(targetRows)
                         .arg(table.rows));
             report.tables.append(table);
