@@ -32,6 +32,8 @@ public:
         return m_directTaskList ? m_taskList.json(userId, filter) : SqlStorage::tasksJson(userId, filter);
     }
     void setDirectTaskList(bool direct) { m_directTaskList = direct; }
+    // Task rows the direct way left to QtSql so far.
+    qint64 tasksReadTheGeneralWay() const { return m_taskList.generalRows(); }
 
 private:
     void changesCommitted() override;

@@ -4,6 +4,7 @@
 #include "JsonWriter.h"
 #include "SqlConnection.h"
 #include "SqlRows.h"
+#include "TaskRowJson.h"
 
 #include <QSqlDriver>
 #include <QSqlError>
@@ -14,35 +15,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum Column {
-    id,
-    title,
-    description,
-    deadline,
-    priority,
-    status,
-    archived,
-    archivedAt,
-    completedAt,
-    createdAt,
-    updatedAt,
-    source,
-    sentToBot,
-    folderId,
-    userId,
-    columnCount
-};
+using namespace TaskRowJson;
 
 constexpr int withStatus = 1;
 constexpr int withFolder = 2;
 
 QString sqlFor(int shape) {
-    QString sql = u"SELECT "_s + SqlRows::taskColumns + u" FROM tasks WHERE user_id = ? AND archived = ?"_s;
-    if (shape & withStatus)
-        sql += u" AND status = ?"_s;
-    if (shape & withFolder)
-        sql += u" AND folder_id = ?"_s;
-    return sql + u" ORDER BY created_at DESC, id DESC"_s;
+    return select(shape & withStatus, shape & withFolder, [](int) { return u"?"_s; });
 }
 
 // Leaves the statement reset whatever happens: no read stays open between requests.
@@ -54,116 +33,39 @@ struct Reset {
     }
 };
 
-// One row written straight from the statement; false, with something written, for a row that
-// needs QtSql's reading. Each column is fetched once, as a value: every sqlite3_column_* call
-// takes the connection's mutex, and a row is fifteen of them.
-class RowWriter {
+// The statement's current row. Each column is fetched once, as a value: every sqlite3_column_*
+// call takes the connection's mutex, and a row is fifteen of them.
+class Row {
 public:
-    RowWriter(sqlite3_stmt* statement, JsonText& out)
-        : m_statement(statement)
-        , m_out(out) {}
-
-    bool write() {
+    explicit Row(sqlite3_stmt* statement) {
         for (int column = 0; column < Column::columnCount; ++column) {
-            m_values[column] = sqlite3_column_value(m_statement, column);
-            m_types[column] = sqlite3_value_type(m_values[column]);
+            m_values[column] = sqlite3_column_value(statement, column);
+            switch (sqlite3_value_type(m_values[column])) {
+            case SQLITE_NULL:
+                m_kinds[column] = Kind::null;
+                break;
+            case SQLITE_INTEGER:
+                m_kinds[column] = Kind::integer;
+                break;
+            case SQLITE_TEXT:
+                m_kinds[column] = Kind::text;
+                break;
+            default:
+                m_kinds[column] = Kind::other;
+            }
         }
-        m_out.raw(R"({"id":)");
-        if (!integer(Column::id, false))
-            return false;
-        m_out.raw(R"(,"title":)");
-        if (!text(Column::title))
-            return false;
-        if (!optionalText(Column::description, R"(,"description":)") ||
-            !optionalText(Column::deadline, R"(,"deadline":)"))
-            return false;
-        m_out.raw(R"(,"priority":)");
-        if (!word(Column::priority, {"high", "medium", "low"}, "medium"))
-            return false;
-        m_out.raw(R"(,"status":)");
-        if (!word(Column::status, {"pending", "done", "cancelled"}, "pending"))
-            return false;
-        m_out.raw(R"(,"archived":)");
-        if (!integer(Column::archived, true) || !optionalText(Column::archivedAt, R"(,"archived_at":)") ||
-            !optionalText(Column::completedAt, R"(,"completed_at":)"))
-            return false;
-        m_out.raw(R"(,"created_at":)");
-        if (!text(Column::createdAt) || !optionalText(Column::updatedAt, R"(,"updated_at":)") ||
-            !optionalText(Column::source, R"(,"source":)"))
-            return false;
-        m_out.raw(R"(,"sent_to_bot":)");
-        if (!integer(Column::sentToBot, true))
-            return false;
-        if (m_types[Column::folderId] == SQLITE_INTEGER) {
-            m_out.raw(R"(,"folder_id":)");
-            m_out.number(sqlite3_value_int64(m_values[Column::folderId]));
-        } else if (m_types[Column::folderId] != SQLITE_NULL) {
-            return false;
-        }
-        m_out.raw(R"(,"user_id":)");
-        if (!integer(Column::userId, true))
-            return false;
-        m_out.raw('}');
-        return true;
     }
 
-private:
-    std::string_view bytes(int column) const {
+    Kind kind(int column) const { return m_kinds[column]; }
+    std::string_view text(int column) const {
         const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(m_values[column]));
         return std::string_view(text ? text : "", std::size_t(sqlite3_value_bytes(m_values[column])));
     }
+    void writeInteger(JsonText& out, int column) const { out.number(sqlite3_value_int64(m_values[column])); }
 
-    // A number read as a number; NULL reads as 0 where the record has no absent value.
-    bool integer(int column, bool nullIsZero) {
-        if (m_types[column] == SQLITE_INTEGER)
-            m_out.number(sqlite3_value_int64(m_values[column]));
-        else if (m_types[column] == SQLITE_NULL && nullIsZero)
-            m_out.raw('0');
-        else
-            return false;
-        return true;
-    }
-
-    // Text, taken only when it is valid UTF-8 as stored: what going to UTF-16 and back gives
-    // unchanged. NULL reads as empty text where the record has no absent value.
-    bool text(int column) {
-        if (m_types[column] == SQLITE_NULL) {
-            m_out.raw(R"("")");
-            return true;
-        }
-        return m_types[column] == SQLITE_TEXT && m_out.string(bytes(column));
-    }
-
-    bool optionalText(int column, std::string_view key) {
-        if (m_types[column] == SQLITE_NULL)
-            return true;
-        if (m_types[column] != SQLITE_TEXT)
-            return false;
-        m_out.raw(key);
-        return m_out.string(bytes(column));
-    }
-
-    // One of the enumeration's words; anything else reads as its default.
-    bool word(int column, std::initializer_list<std::string_view> words, std::string_view fallback) {
-        const int kind = m_types[column];
-        if (kind != SQLITE_TEXT && kind != SQLITE_NULL)
-            return false;
-        const std::string_view view = kind == SQLITE_TEXT ? bytes(column) : std::string_view();
-        std::string_view chosen = fallback;
-        for (const std::string_view known : words) {
-            if (view == known)
-                chosen = known;
-        }
-        m_out.raw('"');
-        m_out.raw(chosen);
-        m_out.raw('"');
-        return true;
-    }
-
-    sqlite3_stmt* m_statement;
-    JsonText& m_out;
+private:
     std::array<sqlite3_value*, Column::columnCount> m_values{};
-    std::array<int, Column::columnCount> m_types{};
+    std::array<Kind, Column::columnCount> m_kinds{};
 };
 
 // A column's value as QtSql's SQLite driver gives it.
@@ -266,9 +168,10 @@ QByteArray SqliteTaskList::json(qint64 user, const TaskFilter& filter) {
             out.raw(',');
         first = false;
         const qsizetype rowStart = out.size();
-        if (RowWriter(query, out).write())
+        if (TaskRowJson::write(Row(query), out))
             continue;
         out.truncate(rowStart);
+        ++m_generalRows;
         QVariantList values;
         values.reserve(Column::columnCount);
         for (int column = 0; column < Column::columnCount; ++column)

@@ -26,6 +26,8 @@ public:
     QByteArray json(qint64 userId, const TaskFilter& filter);
     // Lets the statements go; the connection can only close without them.
     void release();
+    // Rows read the way QtSql reads them so far.
+    qint64 generalRows() const { return m_generalRows; }
 
 private:
     sqlite3* handle();
@@ -38,4 +40,5 @@ private:
     std::array<sqlite3_stmt*, 4> m_statements{};
     // The last answer's size: the next one is usually about as large.
     std::array<qsizetype, 4> m_lastSize{};
+    qint64 m_generalRows = 0;
 };
