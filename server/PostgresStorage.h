@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PostgresAddress.h"
+#include "PostgresTaskList.h"
 #include "SqlStorage.h"
 
 #include <QPointer>
@@ -22,6 +23,14 @@ public:
 
     const PostgresAddress& address() const { return m_address; }
     std::unique_ptr<ChangeWatch> watchChanges(int pollIntervalMs) override;
+    // Straight from libpq's rows, by statements kept on the session. With setDirectTaskList(false)
+    // the list goes through QtSql and the shared encoder like every other read, to compare the two.
+    QByteArray tasksJson(qint64 userId, const TaskFilter& filter) override {
+        return m_directTaskList ? m_taskList.json(userId, filter) : SqlStorage::tasksJson(userId, filter);
+    }
+    void setDirectTaskList(bool direct) { m_directTaskList = direct; }
+    // Task lists the direct way left to QtSql so far.
+    qint64 tasksReadTheGeneralWay() const { return m_taskList.generalLists(); }
 
 private:
     void changesCommitted() override;
@@ -29,4 +38,8 @@ private:
     PostgresAddress m_address;
     QString m_connectionName;
     QList<QPointer<PostgresChangeWatch>> m_watches;
+    PostgresTaskList m_taskList{m_connection, [this](qint64 userId, const TaskFilter& filter) {
+                                    return SqlStorage::tasksJson(userId, filter);
+                                }};
+    bool m_directTaskList = true;
 };

@@ -25,7 +25,9 @@ QVariant nullable(const std::optional<qint64>& number) {
     return number ? QVariant(*number) : QVariant(QMetaType::fromType<qint64>());
 }
 
-VexoTask taskFrom(const QSqlQuery& query) {
+namespace {
+
+template <class Row> VexoTask taskOf(const Row& query) {
     VexoTask task;
     task.id = query.value(0).toLongLong();
     task.title = query.value(1).toString();
@@ -43,6 +45,21 @@ VexoTask taskFrom(const QSqlQuery& query) {
     task.folderId = optionalInteger(query.value(13));
     task.userId = query.value(14).toLongLong();
     return task;
+}
+
+struct Values {
+    const QVariantList& list;
+    QVariant value(int i) const { return list.value(i); }
+};
+
+} // namespace
+
+VexoTask taskFrom(const QSqlQuery& query) {
+    return taskOf(query);
+}
+
+VexoTask taskFrom(const QVariantList& values) {
+    return taskOf(Values{values});
 }
 
 StoredUser userFrom(const QSqlQuery& query) {

@@ -19,6 +19,8 @@ QVariant nullable(const std::optional<qint64>& number);
 // From rows selected with taskColumns and userColumns; folders as id, name, color, created_at;
 // attachments as id, filename, mimetype, size, created_at.
 VexoTask taskFrom(const QSqlQuery& query);
+// The same from a row's values in taskColumns order, as QtSql gives them.
+VexoTask taskFrom(const QVariantList& values);
 StoredUser userFrom(const QSqlQuery& query);
 Folder folderFrom(const QSqlQuery& query);
 TaskAttachment attachmentFrom(const QSqlQuery& query);

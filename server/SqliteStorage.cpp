@@ -84,6 +84,7 @@ SqliteStorage::SqliteStorage(const QString& fileName, std::optional<QString> con
 
 SqliteStorage::~SqliteStorage() {
     makeWritesDurable();
+    m_taskList.release();
     m_connection.release();
     QSqlDatabase::removeDatabase(m_connectionName);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SqlStorage.h"
+#include "SqliteTaskList.h"
 
 #include <QPointer>
 
@@ -25,6 +26,14 @@ public:
     bool hasUndurableWrites() const override;
     std::function<void()> durabilityWork() override;
     std::unique_ptr<ChangeWatch> watchChanges(int pollIntervalMs) override;
+    // Straight from the rows, by statements kept between requests. With setDirectTaskList(false)
+    // the list goes through QtSql and the shared encoder like every other read, to compare the two.
+    QByteArray tasksJson(qint64 userId, const TaskFilter& filter) override {
+        return m_directTaskList ? m_taskList.json(userId, filter) : SqlStorage::tasksJson(userId, filter);
+    }
+    void setDirectTaskList(bool direct) { m_directTaskList = direct; }
+    // Task rows the direct way left to QtSql so far.
+    qint64 tasksReadTheGeneralWay() const { return m_taskList.generalRows(); }
 
 private:
     void changesCommitted() override;
@@ -33,6 +42,8 @@ private:
     QString m_connectionName;
     QString m_fileName;
     QList<QPointer<SqliteChangeWatch>> m_watches;
+    SqliteTaskList m_taskList{m_connection};
+    bool m_directTaskList = true;
     bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
     // How many writes are known to be on disk; shared with syncs still running.
     std::shared_ptr<std::atomic<qint64>> m_durable = std::make_shared<std::atomic<qint64>>(0);

@@ -4,9 +4,11 @@
 #include "AdminUser.h"
 #include "Change.h"
 #include "ChangeWatch.h"
+#include "Envelopes.h"
 #include "Folder.h"
 #include "TaskAttachment.h"
 #include "User.h"
+#include "JsonWriter.h"
 #include "VexoTask.h"
 
 #include <QByteArray>
@@ -107,6 +109,11 @@ public:
     virtual bool admitAttempt(const QStringList& buckets, qint64 nowMs, qint64 windowMs, int limit) = 0;
 
     virtual QList<VexoTask> tasks(qint64 userId, const TaskFilter& filter) = 0;
+    // The same list as its answer, {"tasks":[…]}: byte for byte the encoding of tasks(). A storage
+    // may write it straight from its rows.
+    virtual QByteArray tasksJson(qint64 userId, const TaskFilter& filter) {
+        return encodeJson(TasksResponse{tasks(userId, filter)});
+    }
     virtual std::optional<VexoTask> task(qint64 userId, qint64 taskId) = 0;
     // With `sendToBot` the task is created as sent and its delivery is recorded in the outbox.
     virtual VexoTask insertTask(qint64 userId, const NewTask& task, bool sendToBot, const QString& now) = 0;

@@ -120,7 +120,7 @@ HttpReply TaskApi::list(ApiRequest& request) {
     if (filter.folderId)
         tag << "f" + QByteArray::number(*filter.folderId);
     return EntityTag::answer(request, EntityTag::make(tag), [&] {
-        return HttpReply::json(encodeJson(TasksResponse{m_context.storage.tasks(userId, filter)}));
+        return HttpReply::json(m_context.storage.tasksJson(userId, filter));
     });
 }
 
