@@ -8,9 +8,11 @@
 #include "MainView.h"
 #include "ManualTimers.h"
 #include "ScriptedServer.h"
+#include "SidebarView.h"
 #include "TaskListView.h"
 #include "Theme.h"
 
+#include <QPushButton>
 #include <QTest>
 
 #include <memory>
@@ -50,7 +52,7 @@ public:
         client.reset();
     }
 
-    // Shows the window and waits for the list and the folders.
+    // Shows the window and waits for the list and the folders, on screen.
     bool showLoaded() {
         window->show();
         window->activateWindow();
@@ -58,8 +60,9 @@ public:
             return false;
         return QTest::qWaitFor(
             [this] {
-                return client->state.tasks().size() == 2 && client->state.folders().size() == 2 &&
-                       main()->taskList()->contentState() == QStringLiteral("list") &&
+                const QList<QPushButton*> folders = main()->sidebar()->folderButtons();
+                return client->state.tasks().size() == 2 && folders.size() == 2 && folders[0]->isVisible() &&
+                       folders[1]->isVisible() && main()->taskList()->contentState() == QStringLiteral("list") &&
                        live->feedState() == LiveRefresh::FeedState::unavailable;
             },
             10000);
