@@ -163,9 +163,14 @@ QString sheet(const Palette& p) {
     rule(u"QCalendarWidget QAbstractItemView:disabled { color: %1; }"_s.arg(tertiary));
 
     // Focus rings. Every control the keyboard reaches shows it with a 2-point ring: the accent on
-    // plain grounds, the primary text colour where the ground is the accent itself (or a priority's
-    // colour). Paddings shrink by the ring's width so nothing moves. Chips, sidebar items and
+    // plain grounds, the primary text colour on a priority's tint, and on the accent itself the
+    // colour of text on the accent, drawn inside the fill. Paddings shrink by the ring's width so
+    // nothing moves. Chips, sidebar items and
     // calendar days take focus from the keyboard only, so the ring appears for keyboard users.
+    // The ring is the focus mark: no second, dotted one around the text.
+    rule(u"QPushButton[vexoRole=\"chip\"], QPushButton[vexoRole=\"priorityChip\"],"
+         u" QPushButton[vexoRole=\"sidebarItem\"], QPushButton[vexoRole=\"iconButton\"],"
+         u" QPushButton[vexoRole=\"plain\"], QPushButton[vexoRole=\"calendarDay\"] { outline: none; }"_s);
     rule(u"QPushButton[vexoRole=\"chip\"]:focus { border: 2px solid %1; padding: 3px 8px; }"_s.arg(accent));
     // A checked chip draws its own ring inside the accent (see ChipButton); its border stays the fill.
     rule(u"ChipButton { qproperty-ringOnAccent: %1; }"_s.arg(onAccent));
