@@ -4,6 +4,8 @@
 #include "Fonts.h"
 #include "Style.h"
 
+#include <QPainter>
+
 ChipButton::ChipButton(const QString& text, bool checkable, QWidget* parent)
     : QPushButton(text, parent) {
     setCursor(Qt::PointingHandCursor);
@@ -17,4 +19,22 @@ ChipButton::ChipButton(const QString& text, bool checkable, QWidget* parent)
     // A checkable chip is one choice of a group, not a check box.
     if (checkable)
         AccessibleRoles::setRole(this, QAccessible::RadioButton);
+}
+
+void ChipButton::setRingOnAccent(const QColor& colour) {
+    m_ringOnAccent = colour;
+    update();
+}
+
+void ChipButton::paintEvent(QPaintEvent* event) {
+    QPushButton::paintEvent(event);
+    // An unchecked chip takes its ring from the style sheet. On a checked chip's accent no one colour
+    // stands out from both the fill and the ground around the chip, so the ring goes inside the fill,
+    // a pixel in from its edge, where the accent frames it.
+    if (!hasFocus() || !isChecked() || !m_ringOnAccent.isValid())
+        return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(m_ringOnAccent, 2));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(2, 2, -2, -2), 5, 5);
 }

@@ -163,19 +163,31 @@ QString sheet(const Palette& p) {
     rule(u"QCalendarWidget QAbstractItemView:disabled { color: %1; }"_s.arg(tertiary));
 
     // Focus rings. Every control the keyboard reaches shows it with a 2-point ring: the accent on
-    // plain grounds, the primary text colour where the ground is the accent itself (or a priority's
-    // colour). Paddings shrink by the ring's width so nothing moves. Chips, sidebar items and
+    // plain grounds, the primary text colour on a priority's tint, and on the accent itself the
+    // colour of text on the accent, drawn inside the fill. Paddings shrink by the ring's width so
+    // nothing moves. Chips, sidebar items and
     // calendar days take focus from the keyboard only, so the ring appears for keyboard users.
+    // The ring is the focus mark: no second, dotted one around the text.
+    rule(u"QPushButton[vexoRole=\"chip\"], QPushButton[vexoRole=\"priorityChip\"],"
+         u" QPushButton[vexoRole=\"sidebarItem\"], QPushButton[vexoRole=\"iconButton\"],"
+         u" QPushButton[vexoRole=\"plain\"], QPushButton[vexoRole=\"calendarDay\"] { outline: none; }"_s);
     rule(u"QPushButton[vexoRole=\"chip\"]:focus { border: 2px solid %1; padding: 3px 8px; }"_s.arg(accent));
-    rule(u"QPushButton[vexoRole=\"chip\"]:checked:focus { border-color: %1; }"_s.arg(primary));
+    // A checked chip draws its own ring inside the accent (see ChipButton); its border stays the fill.
+    rule(u"ChipButton { qproperty-ringOnAccent: %1; }"_s.arg(onAccent));
+    rule(u"QPushButton[vexoRole=\"chip\"]:checked:focus { border-color: %1; }"_s.arg(accent));
     rule(u"QPushButton[vexoRole=\"priorityChip\"]:focus { border: 2px solid %1; padding: 5px 11px; }"_s.arg(primary));
+    // A chosen priority's own outline does not stand apart from the ring's colour: the ring grows
+    // inwards by a point instead, so two points of it cover the chip's tint.
+    rule(u"QPushButton[vexoRole=\"priorityChip\"]:checked:focus { border: 3px solid %1; padding: 4px 10px; }"_s.arg(
+        primary));
     rule(u"QPushButton[vexoRole=\"sidebarItem\"]:focus { border: 2px solid %1; padding: 5px 6px; }"_s.arg(accent));
     rule(u"QPushButton[vexoRole=\"iconButton\"]:focus { border: 2px solid %1; }"_s.arg(accent));
     rule(u"QPushButton[vexoRole=\"plain\"]:focus { border: 2px solid %1; padding: 2px 4px; }"_s.arg(accent));
     rule(u"QToolButton[vexoRole=\"menuButton\"]:focus { border: 2px solid %1; border-radius: 6px;"
          u" padding: 3px 2px; }"_s.arg(accent));
     rule(u"QPushButton[vexoRole=\"calendarDay\"]:focus { border: 2px solid %1; }"_s.arg(accent));
-    rule(u"QPushButton[vexoRole=\"calendarDay\"][vexoDay=\"selected\"]:focus { border-color: %1; }"_s.arg(primary));
+    // The chosen day draws its ring inside its disc (see MiniCalendar); the border stays the disc.
+    rule(u"QPushButton[vexoRole=\"calendarDay\"][vexoDay=\"selected\"]:focus { border-color: %1; }"_s.arg(accent));
     rule(u"QTextBrowser[vexoRole=\"description\"]:focus { border: 2px solid %1; border-radius: 6px; }"_s.arg(accent));
     rule(u"QListView[vexoRole=\"thumbnails\"]:focus { border: 2px solid %1; border-radius: 8px; }"_s.arg(accent));
 

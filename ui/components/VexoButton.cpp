@@ -77,10 +77,11 @@ void VexoButton::paintEvent(QPaintEvent*) {
         painter.drawPath(shape);
     }
     // The focus ring only once the keyboard moves focus, not for the button a page happens to focus:
-    // two points inside the edge, in the accent, or in the text colour on the accent's own fill.
+    // two whole pixels wide, one in from the edge, in the accent, or in the text colour on the accent's
+    // own fill.
     if (hasFocus() && focusPolicy() != Qt::NoFocus && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
         QPainterPath ring;
-        ring.addRoundedRect(QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5), 7, 7);
+        ring.addRoundedRect(QRectF(rect()).adjusted(2, 2, -2, -2), 6, 6);
         painter.setOpacity(1.0);
         painter.setPen(QPen(m_kind == Kind::primary ? p.onAccent : p.accent, 2));
         painter.drawPath(ring);

@@ -11,6 +11,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLocale>
+#include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -19,6 +20,32 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QStringList weekdays{u"Пн"_s, u"Вт"_s, u"Ср"_s, u"Чт"_s, u"Пт"_s, u"Сб"_s, u"Вс"_s};
+
+// A day of the grid. The style sheet draws it and the ring of a focused day; the chosen day sits on
+// the accent, where no one colour stands out from both the disc and the ground around it, so its
+// ring goes inside the disc, a pixel in from the edge, in the colour of text on the accent.
+class DayButton final : public QPushButton {
+public:
+    DayButton(const QString& text, const Theme& theme, bool chosen, QWidget* parent)
+        : QPushButton(text, parent)
+        , m_theme(theme)
+        , m_chosen(chosen) {}
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        QPushButton::paintEvent(event);
+        if (!m_chosen || !hasFocus())
+            return;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(m_theme.palette().onAccent, 2));
+        painter.drawEllipse(QRectF(rect()).adjusted(2, 2, -2, -2));
+    }
+
+private:
+    const Theme& m_theme;
+    bool m_chosen;
+};
 
 } // namespace
 
@@ -147,12 +174,12 @@ void MiniCalendar::rebuild() {
             continue;
         }
         const QDate day = *list[i];
-        auto* button = new QPushButton(QString::number(day.day()), this);
+        const bool isSelected = m_selected && *m_selected == day;
+        auto* button = new DayButton(QString::number(day.day()), m_theme, isSelected, this);
         button->setFixedHeight(28);
         button->setCursor(Qt::PointingHandCursor);
         button->setAccessibleName(QLocale(QLocale::Russian, QLocale::Russia).toString(day, u"d MMMM yyyy"_s));
         // Tested in this order: the selected day, a day before today, today, any other.
-        const bool isSelected = m_selected && *m_selected == day;
         QString kind = u"normal"_s;
         if (isSelected)
             kind = u"selected"_s;

@@ -490,7 +490,11 @@ void TaskListView::setLiveRefresh(LiveRefresh& live) {
 
     // Made after the rest, both would come last for Tab: the button takes its place before
     // "Новая задача", the line's own buttons come right after the header.
+    // Qt ignores an order set after a widget that takes no focus (the search field's own icon is
+    // right before the button): start from the last one that does.
     QWidget* previous = m_newTask->previousInFocusChain();
+    while (previous != m_newTask && previous->focusPolicy() == Qt::NoFocus)
+        previous = previous->previousInFocusChain();
     QWidget::setTabOrder(previous, m_refresh);
     QWidget::setTabOrder(m_refresh, m_newTask);
     previous = m_newTask;
