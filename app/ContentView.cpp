@@ -3,6 +3,7 @@
 #include "AppState.h"
 #include "LoginView.h"
 #include "MainView.h"
+#include "WindowShortcuts.h"
 
 ContentView::ContentView(AppState& state, Theme& theme, QWidget* parent)
     : QStackedWidget(parent)
@@ -14,6 +15,7 @@ ContentView::ContentView(AppState& state, Theme& theme, QWidget* parent)
     m_main = new MainView(state, theme, this);
     addWidget(m_login);
     addWidget(m_main);
+    new WindowShortcuts(state, this);
     connect(&m_state, &AppState::isLoggedInChanged, this, &ContentView::follow);
     follow();
 }

@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
     const QString now = clock.now().toString(Qt::ISODateWithMs);
     const QString token100 = tokenFor(storage, u"100"_s, 100, now);
     const QString token1000 = tokenFor(storage, u"1000"_s, 1000, now);
-    VexoServer server(storage, clock, dir.path());
+    VexoServer server(storage, clock);
     const quint16 port = server.listen(QHostAddress::LocalHost, 0);
     const QString base = u"http://127.0.0.1:%1"_s.arg(port);
     bool revalidates100 = false;

@@ -126,3 +126,81 @@ void ApiKeyResponse::toJson(JsonWriter& writer) const {
     writer.field("api_key", apiKey);
     writer.endObject();
 }
+
+SuccessResponse SuccessResponse::fromJson(JsonValue& value) {
+    SuccessResponse response;
+    RequiredKeys required;
+    value.forEachField([&](std::string_view key, JsonValue& field) {
+        if (key == "success") {
+            response.success = field.toBool();
+            required.seen(0);
+        }
+    });
+    required.require(value.path(), {"success"});
+    return response;
+}
+
+void SuccessResponse::toJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writer.field("success", success);
+    writer.endObject();
+}
+
+FolderResponse FolderResponse::fromJson(JsonValue& value) {
+    FolderResponse response;
+    RequiredKeys required;
+    value.forEachField([&](std::string_view key, JsonValue& field) {
+        if (key == "folder") {
+            response.folder = Folder::fromJson(field);
+            required.seen(0);
+        }
+    });
+    required.require(value.path(), {"folder"});
+    return response;
+}
+
+void FolderResponse::toJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writer.key("folder");
+    folder.toJson(writer);
+    writer.endObject();
+}
+
+AttachmentResponse AttachmentResponse::fromJson(JsonValue& value) {
+    AttachmentResponse response;
+    RequiredKeys required;
+    value.forEachField([&](std::string_view key, JsonValue& field) {
+        if (key == "attachment") {
+            response.attachment = TaskAttachment::fromJson(field);
+            required.seen(0);
+        }
+    });
+    required.require(value.path(), {"attachment"});
+    return response;
+}
+
+void AttachmentResponse::toJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writer.key("attachment");
+    attachment.toJson(writer);
+    writer.endObject();
+}
+
+AdminUsersResponse AdminUsersResponse::fromJson(JsonValue& value) {
+    AdminUsersResponse response;
+    RequiredKeys required;
+    value.forEachField([&](std::string_view key, JsonValue& field) {
+        if (key == "users") {
+            response.users = decodeList<AdminUser>(field);
+            required.seen(0);
+        }
+    });
+    required.require(value.path(), {"users"});
+    return response;
+}
+
+void AdminUsersResponse::toJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writeList(writer, "users", users);
+    writer.endObject();
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AdminUser.h"
 #include "Folder.h"
 #include "TaskAttachment.h"
 #include "User.h"
@@ -61,4 +62,41 @@ struct ApiKeyResponse {
     static ApiKeyResponse fromJson(JsonValue& value);
     void toJson(JsonWriter& writer) const;
     bool operator==(const ApiKeyResponse&) const = default;
+};
+
+// The service's own acknowledgement of a call that answers nothing else (deletions, archiving,
+// sending to the bot): {"success": true}.
+struct SuccessResponse {
+    bool success = false;
+
+    static SuccessResponse fromJson(JsonValue& value);
+    void toJson(JsonWriter& writer) const;
+    bool operator==(const SuccessResponse&) const = default;
+};
+
+// A folder created or renamed: {"folder": …}.
+struct FolderResponse {
+    Folder folder;
+
+    static FolderResponse fromJson(JsonValue& value);
+    void toJson(JsonWriter& writer) const;
+    bool operator==(const FolderResponse&) const = default;
+};
+
+// An uploaded attachment: {"attachment": …}.
+struct AttachmentResponse {
+    TaskAttachment attachment;
+
+    static AttachmentResponse fromJson(JsonValue& value);
+    void toJson(JsonWriter& writer) const;
+    bool operator==(const AttachmentResponse&) const = default;
+};
+
+// The administration's list of users: {"users": […]}.
+struct AdminUsersResponse {
+    QList<AdminUser> users;
+
+    static AdminUsersResponse fromJson(JsonValue& value);
+    void toJson(JsonWriter& writer) const;
+    bool operator==(const AdminUsersResponse&) const = default;
 };

@@ -12,7 +12,6 @@
 #include "UserSettings.h"
 #include "UserStats.h"
 
-#include <QFile>
 #include <QMimeDatabase>
 #include <QRegularExpression>
 
@@ -96,23 +95,19 @@ void AccountApi::registerRoutes(Router& router) {
     router.add("GET", u"/api/user/avatar/{name}"_s, Access::everyone, [this](ApiRequest& request) {
         static const QRegularExpression safeName(u"^[A-Za-z0-9_-]+\\.[A-Za-z0-9]+$"_s);
         const QString name = request.params.value(0);
-        QFile file(m_context.avatarPath(name));
-        if (!safeName.match(name).hasMatch() || !file.open(QIODevice::ReadOnly))
+        auto image = safeName.match(name).hasMatch() ? m_context.storage.avatar(name) : std::nullopt;
+        if (!image)
             throw ServerError::notFound(u"Аватар не найден"_s);
         HttpReply reply;
         reply.contentType = QMimeDatabase().mimeTypeForFile(name, QMimeDatabase::MatchExtension).name().toLatin1();
-        reply.body = file.readAll();
+        reply.body = std::move(*image);
         return reply;
     });
 
     router.add("GET", u"/api/admin/stats"_s, Access::administrator,
                [this](ApiRequest&) { return HttpReply::json(encodeJson(m_context.storage.adminStats())); });
     router.add("GET", u"/api/admin/users"_s, Access::administrator, [this](ApiRequest&) {
-        JsonWriter writer;
-        writer.beginObject();
-        writeList(writer, "users", m_context.storage.adminUsers());
-        writer.endObject();
-        return HttpReply::json(writer.take());
+        return HttpReply::json(encodeJson(AdminUsersResponse{m_context.storage.adminUsers()}));
     });
 
     router.add("GET", u"/docs"_s, Access::everyone, [](ApiRequest& request) {

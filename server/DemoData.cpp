@@ -1,8 +1,5 @@
 #include "DemoData.h"
 
-#include "PrivateFiles.h"
-#include "Secrets.h"
-
 #include <QBuffer>
 #include <QImage>
 
@@ -131,11 +128,6 @@ QByteArray gradientPng(int width, int height, QRgb from, QRgb to) {
     return bytes;
 }
 
-QString store(const QString& path, const QByteArray& bytes) {
-    PrivateFiles::write(path, bytes);
-    return path;
-}
-
 } // namespace
 
 namespace DemoData {
@@ -146,8 +138,8 @@ qint64 ensure(ServerContext& context) {
         return existing->user.id;
 
     const QDateTime now = context.clock.now();
-    const QString avatarName = Secrets::randomUrlSafe(16) + u".png"_s;
-    store(context.avatarPath(avatarName), gradientPng(128, 128, qRgb(0xE9, 0x75, 0x53), qRgb(0x8B, 0x5C, 0xF6)));
+    const QString avatarName = context.storage.addAvatar(
+        gradientPng(128, 128, qRgb(0xE9, 0x75, 0x53), qRgb(0x8B, 0x5C, 0xF6)), u"png"_s);
 
     NewUser person;
     person.telegramId = id;
@@ -205,11 +197,8 @@ qint64 ensure(ServerContext& context) {
         {10, u"чек.png", qRgb(0x4C, 0x1D, 0x95), qRgb(0xEC, 0x48, 0x99)},
     };
     for (const auto& image : images) {
-        const QByteArray png = gradientPng(640, 420, image.from, image.to);
-        const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-        store(context.attachmentPath(storedName), png);
-        context.storage.insertAttachment(taskIds[image.task], QString::fromUtf16(image.name), u"image/png"_s,
-                                         png.size(), storedName, isoAt(now));
+        context.storage.addAttachment(taskIds[image.task], QString::fromUtf16(image.name), u"image/png"_s,
+                                      gradientPng(640, 420, image.from, image.to), isoAt(now));
     }
     return userId;
 }

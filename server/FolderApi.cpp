@@ -15,12 +15,7 @@ namespace {
 constexpr int maxNameLength = 100;
 
 HttpReply folderReply(const Folder& folder, int status = 200) {
-    JsonWriter writer;
-    writer.beginObject();
-    writer.key("folder");
-    folder.toJson(writer);
-    writer.endObject();
-    return HttpReply::json(writer.take(), status);
+    return HttpReply::json(encodeJson(FolderResponse{folder}), status);
 }
 
 } // namespace
@@ -53,6 +48,6 @@ void FolderApi::registerRoutes(Router& router) {
     router.add("DELETE", u"/api/folders/{id}"_s, Access::signedIn, [this](ApiRequest& request) {
         if (!m_context.storage.deleteFolder(request.userId(), request.idParam(0)))
             throw ServerError::notFound(u"Папка не найдена"_s);
-        return HttpReply::json(R"({"success":true})");
+        return HttpReply::json(encodeJson(SuccessResponse{true}));
     });
 }

@@ -108,6 +108,17 @@ bool HttpConnection::readHead() {
         refuse(head.status, head.message);
         return false;
     }
+    if (m_limits.trustedProxies.contains(m_peer)) {
+        // The proxy's own line is the last one, should the client have sent one too.
+        QByteArray forwarded;
+        for (const auto& [name, value] : std::as_const(m_request.headers)) {
+            if (name.compare("x-forwarded-for", Qt::CaseInsensitive) == 0)
+                forwarded = value;
+        }
+        const QHostAddress client(QString::fromLatin1(forwarded.mid(forwarded.lastIndexOf(',') + 1).trimmed()));
+        if (!client.isNull())
+            m_request.peer = client;
+    }
     if (m_framing.upgrade) {
         // Unhooked first: the new owner may make the socket signal at once, and this connection
         // must not read what is no longer its own.

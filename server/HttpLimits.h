@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QHostAddress>
+#include <QList>
 #include <QtGlobal>
 
 // What one client may take of the service. Times are in milliseconds.
@@ -18,4 +20,8 @@ struct HttpLimits {
     int lingerMs = 2'000;
     int maxConnectionsPerAddress = 64;
     int maxConnections = 1024;
+    // Reverse proxies in front of the service. Their connections carry many clients, so they are
+    // not held to the limit per address; a request through one comes from the last address its
+    // X-Forwarded-For names (the one the proxy itself saw). Anyone else's X-Forwarded-For is ignored.
+    QList<QHostAddress> trustedProxies;
 };

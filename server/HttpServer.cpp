@@ -35,7 +35,9 @@ void HttpServer::accept() {
     while (QTcpSocket* socket = m_listener.nextPendingConnection()) {
         const QHostAddress address = socket->peerAddress();
         int& fromAddress = m_perAddress[address];
-        if (fromAddress >= m_limits.maxConnectionsPerAddress || m_connections.size() >= m_limits.maxConnections) {
+        const bool proxy = m_limits.trustedProxies.contains(address);
+        if ((!proxy && fromAddress >= m_limits.maxConnectionsPerAddress) ||
+            m_connections.size() >= m_limits.maxConnections) {
             if (fromAddress == 0)
                 m_perAddress.remove(address);
             // Once per flood, not once per connection: the log must not become the next thing to fill.

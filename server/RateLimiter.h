@@ -1,25 +1,30 @@
 #pragma once
 
 #include "Clock.h"
+#include "Storage.h"
 
-#include <QHash>
-#include <QList>
-#include <QString>
+#include <QStringList>
 
-// At most `limit` attempts per client in any window of `windowSeconds`.
+// At most `limit` attempts in any window of `windowSeconds` per bucket (a client address, a key
+// prefix). The attempts are counted in the storage, so every process serving one database holds the
+// same limit together.
 class RateLimiter final {
 public:
-    RateLimiter(const Clock& clock, int limit, int windowSeconds)
-        : m_clock(clock)
+    RateLimiter(Storage& storage, const Clock& clock, int limit, int windowSeconds)
+        : m_storage(storage)
+        , m_clock(clock)
         , m_limit(limit)
         , m_windowMs(qint64(windowSeconds) * 1000) {}
 
-    // Records the attempt; false when the client is over its limit.
-    bool allow(const QString& client);
+    // Records the attempt against every bucket; false, recording nothing, when one of them is over
+    // its limit.
+    bool allow(const QStringList& buckets) {
+        return m_storage.admitAttempt(buckets, m_clock.now().toMSecsSinceEpoch(), m_windowMs, m_limit);
+    }
 
 private:
+    Storage& m_storage;
     const Clock& m_clock;
     int m_limit;
     qint64 m_windowMs;
-    QHash<QString, QList<qint64>> m_attempts;
 };

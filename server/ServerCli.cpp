@@ -1,11 +1,13 @@
 #include "ServerCli.h"
 
 #include "DemoData.h"
-#include "PrivateFiles.h"
+#include "PostgresStorage.h"
 #include "Secrets.h"
 #include "ServerCommandLine.h"
 #include "ServerError.h"
 #include "SqliteStorage.h"
+#include "StorageChoice.h"
+#include "StorageCopy.h"
 #include "TaskApi.h"
 #include "VexoServer.h"
 
@@ -45,6 +47,37 @@ int ServerCli::usage(const QString& problem, const QString& command) {
     return 2;
 }
 
+int ServerCli::copy(const QString& fromDir, const PostgresAddress& to, const std::optional<QString>& contentFolder) {
+    const QString file = QDir(fromDir).filePath(u"vexo.db"_s);
+    if (!QFileInfo::exists(file)) {
+        m_err << "В каталоге " << fromDir << " нет базы vexo.db\n";
+        return 1;
+    }
+    try {
+        SqliteStorage from(file);
+        StorageChoice target;
+        target.database = to;
+        target.contentFolder = contentFolder;
+        m_out << "Перенос: SQLite в " << fromDir << " → " << target.describe() << "\n";
+        m_out.flush();
+        PostgresStorage into(to, contentFolder);
+        const StorageCopy::Report report = StorageCopy::copy(from, into);
+        for (const StorageCopy::Table& table : report.tables) {
+            m_out << "  " << table.name.leftJustified(12) << " " << QString::number(table.rows).rightJustified(8)
+                  << " строк, контрольная сумма " << table.checksum.toHex().left(16) << " совпадает\n";
+        }
+        m_out << "  " << u"файлы"_s.leftJustified(12) << " " << QString::number(report.contents).rightJustified(8)
+              << " (" << report.contentBytes << " байт), содержимое совпадает\n";
+        for (const QString& name : report.missing)
+            m_err << "Нет файла " << name << " в исходном каталоге: перенесена только запись о нём\n";
+        m_out << "Готово: всё перенесено и сверено.\n";
+        return 0;
+    } catch (const ServerError& error) {
+        m_err << error.message() << "\n";
+        return 1;
+    }
+}
+
 int ServerCli::run(const QStringList& arguments) {
     const ServerCommandLine::Parsed parsed = ServerCommandLine::parse(arguments);
     switch (parsed.action) {
@@ -68,6 +101,7 @@ int ServerCli::run(const QStringList& arguments) {
 
     std::optional<QHostAddress> listenAddress;
     quint16 listenPort = 0;
+    QList<QHostAddress> trustedProxies;
     if (command == u"serve") {
         const QString listen = option(u"--listen"_s).value_or(u"127.0.0.1:8765"_s);
         const qsizetype colon = listen.lastIndexOf(u':');
@@ -78,6 +112,12 @@ int ServerCli::run(const QStringList& arguments) {
             return usage(u"Неверный адрес --listen: %1"_s.arg(listen), command);
         listenAddress = address;
         listenPort = quint16(port);
+        for (const QString& proxy : option(u"--trusted-proxy"_s).value_or(QString()).split(u',', Qt::SkipEmptyParts)) {
+            const QHostAddress trusted(proxy.trimmed());
+            if (trusted.isNull())
+                return usage(u"Неверный адрес --trusted-proxy: %1"_s.arg(proxy), command);
+            trustedProxies << trusted;
+        }
     }
     qint64 attachTaskId = 0;
     if (command == u"attach") {
@@ -87,20 +127,22 @@ int ServerCli::run(const QStringList& arguments) {
             return usage(u"Параметр --task: ожидается номер задачи, а не «%1»"_s.arg(required(u"--task"_s)), command);
     }
 
-    const QString dataDir = option(u"--data"_s).value_or(defaultDataDir());
-    if (!PrivateFiles::makeFolder(dataDir)) {
-        m_err << "Не удалось создать каталог данных " << dataDir << "\n";
-        return 1;
-    }
+    if (command == u"migrate" && option(u"--from"_s))
+        return copy(required(u"--from"_s), *PostgresAddress::parse(required(u"--to"_s)), option(u"--files"_s));
+
+    StorageChoice choice;
+    choice.dataDir = option(u"--data"_s).value_or(defaultDataDir());
+    if (const auto database = option(u"--database"_s))
+        choice.database = PostgresAddress::parse(*database);
+    choice.contentFolder = option(u"--files"_s);
 
     try {
         SystemClock clock;
         // Closing the storage makes its writes durable; that happens before the buffered output
         // (a new key, a task id) reaches the terminal.
-        SqliteStorage storage(QDir(dataDir).filePath(u"vexo.db"_s));
-        ServerContext context{storage, clock, QDir(dataDir)};
-        PrivateFiles::makeFolder(context.dataDir.filePath(u"attachments"_s));
-        PrivateFiles::makeFolder(context.dataDir.filePath(u"avatars"_s));
+        const std::unique_ptr<Storage> opened = choice.open();
+        Storage& storage = *opened;
+        ServerContext context{storage, clock};
 
         const auto requireUser = [&](const QString& telegramId) {
             const auto user = storage.userByTelegramId(telegramId);
@@ -114,8 +156,15 @@ int ServerCli::run(const QStringList& arguments) {
             return key;
         };
 
+        if (command == u"migrate") {
+            m_out << "Схема хранилища: версия " << SqlStorage::schemaVersion() << " (" << choice.describe() << ")\n";
+            return 0;
+        }
         if (command == u"serve") {
-            VexoServer server(storage, clock, dataDir);
+            VexoServer server(storage, clock);
+            HttpLimits limits = server.limits();
+            limits.trustedProxies = trustedProxies;
+            server.setLimits(limits);
             if (option(u"--demo"_s)) {
                 const qint64 userId = DemoData::ensure(context);
                 m_out << "Демо-пользователь готов. Ключ входа: " << issueKey(userId, false) << "\n";
@@ -127,7 +176,7 @@ int ServerCli::run(const QStringList& arguments) {
                 return 1;
             }
             m_out << "vexo-server слушает http://" << listenAddress->toString() << ":" << bound
-                  << " (данные: " << dataDir << ")\n";
+                  << " (данные: " << choice.describe() << ")\n";
             m_out.flush();
 
             if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
@@ -151,10 +200,7 @@ int ServerCli::run(const QStringList& arguments) {
                 QFile file(*avatar);
                 if (!file.open(QIODevice::ReadOnly))
                     throw ServerError::badRequest(u"Не удалось прочитать %1"_s.arg(*avatar));
-                const QString suffix = QFileInfo(*avatar).suffix().toLower();
-                person.avatarName = Secrets::randomUrlSafe(16) + u'.' + (suffix.isEmpty() ? u"png"_s : suffix);
-                if (!PrivateFiles::write(context.avatarPath(*person.avatarName), file.readAll()))
-                    throw ServerError(ErrorKind::internal, u"Не удалось сохранить аватар"_s);
+                person.avatarName = storage.addAvatar(file.readAll(), QFileInfo(*avatar).suffix().toLower());
             }
             const StoredUser user = storage.createUser(person, context.nowText());
             m_out << issueKey(user.user.id, false) << "\n";
@@ -186,13 +232,12 @@ int ServerCli::run(const QStringList& arguments) {
             if (!storage.attachments(taskId))
                 throw ServerError::notFound(u"Задача %1 не найдена"_s.arg(taskId));
             const QByteArray bytes = file.readAll();
-            const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-            if (!PrivateFiles::write(context.attachmentPath(storedName), bytes))
-                throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
             const QString mime = QMimeDatabase().mimeTypeForFileNameAndData(path, bytes).name();
-            const TaskAttachment attachment = storage.insertAttachment(taskId, QFileInfo(path).fileName(), mime,
-                                                                       bytes.size(), storedName, context.nowText());
-            m_out << attachment.id << "\n";
+            const auto attachment =
+                storage.addAttachment(taskId, QFileInfo(path).fileName(), mime, bytes, context.nowText());
+            if (!attachment)
+                throw ServerError::notFound(u"Задача %1 не найдена"_s.arg(taskId));
+            m_out << attachment->id << "\n";
             return 0;
         }
         if (command == u"outbox") {

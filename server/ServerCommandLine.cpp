@@ -1,5 +1,7 @@
 #include "ServerCommandLine.h"
 
+#include "PostgresAddress.h"
+
 #include <QList>
 
 using namespace Qt::StringLiterals;
@@ -39,8 +41,27 @@ Option switchOption(const QString& name, const QString& text) {
     return option(name, QString(), text);
 }
 
-const Option dataOption =
-    option(u"--data"_s, u"КАТАЛОГ"_s, u"каталог данных (по умолчанию $XDG_DATA_HOME/vexo-server)"_s);
+// Where the data is, for every command.
+const QList<Option>& storageOptions() {
+    static const QList<Option> options{
+        option(u"--data"_s, u"КАТАЛОГ"_s, u"каталог данных SQLite (по умолчанию $XDG_DATA_HOME/vexo-server)"_s),
+        option(u"--database"_s, u"АДРЕС"_s,
+               u"база PostgreSQL вместо SQLite: postgresql://пользователь@сервер:порт/база (пароль — в"
+               u" PGPASSFILE или PGPASSWORD)"_s),
+        option(u"--files"_s, u"КАТАЛОГ"_s,
+               u"каталог файлов вложений и аватаров, общий для всех экземпляров (по умолчанию: каталог"
+               u" данных SQLite или сама база PostgreSQL)"_s),
+    };
+    return options;
+}
+
+std::optional<Option> storageOption(const QString& name) {
+    for (const Option& option : storageOptions()) {
+        if (option.name == name)
+            return option;
+    }
+    return std::nullopt;
+}
 
 const QList<Command>& commandTable() {
     static const QList<Command> table = [] {
@@ -54,7 +75,9 @@ const QList<Command>& commandTable() {
              u"обслуживать API"_s,
              {option(u"--listen"_s, u"АДРЕС:ПОРТ"_s,
                      u"где слушать (по умолчанию 127.0.0.1:8765; порт 0 — любой свободный)"_s),
-              switchOption(u"--demo"_s, u"создать демо-пользователя с задачами и напечатать его ключ входа"_s)}},
+              switchOption(u"--demo"_s, u"создать демо-пользователя с задачами и напечатать его ключ входа"_s),
+              option(u"--trusted-proxy"_s, u"АДРЕСА"_s,
+                     u"адреса обратных прокси через запятую: адрес клиента берётся из их X-Forwarded-For"_s)}},
             {u"user add"_s,
              u"создать пользователя и напечатать ключ входа"_s,
              {telegramId, option(u"--username"_s, u"ИМЯ"_s, u"имя пользователя в Telegram"_s),
@@ -74,6 +97,10 @@ const QList<Command>& commandTable() {
              {requiredOption(u"--task"_s, u"ID"_s, u"номер задачи"_s),
               requiredOption(u"--file"_s, u"ФАЙЛ"_s, u"файл"_s)}},
             {u"outbox"_s, u"показать, что было отправлено в Telegram"_s, {}},
+            {u"migrate"_s,
+             u"обновить схему хранилища или перенести данные из SQLite в PostgreSQL"_s,
+             {option(u"--from"_s, u"КАТАЛОГ"_s, u"каталог данных SQLite, откуда перенести всё (вместе с --to)"_s),
+              option(u"--to"_s, u"АДРЕС"_s, u"пустая база PostgreSQL, куда перенести (вместе с --from)"_s)}},
         };
     }();
     return table;
@@ -90,8 +117,8 @@ const Command* findCommand(const QString& name) {
 // Every option of every command, and the program's own: a name means the same everywhere, so
 // options can be told from words before the command is known.
 std::optional<Option> findOption(const QString& name) {
-    if (name == dataOption.name)
-        return dataOption;
+    if (const auto storage = storageOption(name))
+        return storage;
     if (name == u"--help" || name == u"--version")
         return switchOption(name, QString());
     for (const Command& command : commandTable()) {
@@ -104,7 +131,7 @@ std::optional<Option> findOption(const QString& name) {
 }
 
 std::optional<Option> commandOption(const Command& command, const QString& name) {
-    if (name == dataOption.name || name == u"--help")
+    if (storageOption(name) || name == u"--help")
         return findOption(name);
     for (const Option& option : command.options) {
         if (option.name == name)
@@ -127,7 +154,7 @@ QString synopsis(const Command& command) {
         const QString text = option.value.isEmpty() ? option.name : option.name + u' ' + option.value;
         line += option.required ? u' ' + text : u" ["_s + text + u']';
     }
-    return line + u" [--data КАТАЛОГ]"_s;
+    return line + u" [--data КАТАЛОГ | --database АДРЕС] [--files КАТАЛОГ]"_s;
 }
 
 } // namespace
@@ -256,6 +283,25 @@ ServerCommandLine::Parsed ServerCommandLine::parse(const QStringList& arguments)
         if (!option.choices.isEmpty() && !option.choices.contains(it.value()))
             return refuse(u"Параметр %1: допустимые значения: %2"_s.arg(it.key(), option.choices.join(u", "_s)), name);
     }
+    for (const QString& address : {u"--database"_s, u"--to"_s}) {
+        QString problem;
+        if (options.contains(address) && !PostgresAddress::parse(options.value(address), &problem))
+            return refuse(u"Параметр %1: %2"_s.arg(address, problem), name);
+    }
+    if (options.contains(u"--data"_s) && options.contains(u"--database"_s))
+        return refuse(u"Параметры --data и --database не указываются вместе: данные либо в SQLite, либо в"
+                      u" PostgreSQL"_s,
+                      name);
+    if (options.contains(u"--from"_s) != options.contains(u"--to"_s))
+        return refuse(options.contains(u"--from"_s) ? u"Параметр --from нужен вместе с --to"_s
+                                                    : u"Параметр --to нужен вместе с --from"_s,
+                      name);
+    if (options.contains(u"--from"_s)) {
+        for (const QString& storage : {u"--data"_s, u"--database"_s}) {
+            if (options.contains(storage))
+                return refuse(u"Параметр %1 не нужен при переносе: откуда — --from, куда — --to"_s.arg(storage), name);
+        }
+    }
     parsed.action = Action::run;
     parsed.options = options;
     return parsed;
@@ -264,13 +310,13 @@ ServerCommandLine::Parsed ServerCommandLine::parse(const QStringList& arguments)
 QString ServerCommandLine::help(const QString& name) {
     if (const Command* command = findCommand(name)) {
         QString text = u"Использование: "_s + synopsis(*command) + u"\n\n"_s + command->text + u"\n\n"_s;
-        for (const Option& option : command->options + QList<Option>{dataOption}) {
+        for (const Option& option : command->options + storageOptions()) {
             const QString left = option.value.isEmpty() ? option.name : option.name + u' ' + option.value;
             text += u"  "_s + left.leftJustified(24) + u' ' + option.text + u'\n';
         }
         return text;
     }
-    QString text = u"Использование: vexo-server КОМАНДА [ПАРАМЕТРЫ] [--data КАТАЛОГ]\n\n"
+    QString text = u"Использование: vexo-server КОМАНДА [ПАРАМЕТРЫ] [--data КАТАЛОГ | --database АДРЕС]\n\n"
                    u"Локальный сервис Vexo Tasks: API для клиента и команды для данных.\n\nКоманды:\n"_s;
     for (const Command& command : commandTable())
         text += u"  "_s + command.name.leftJustified(10) + u' ' + command.text + u'\n';

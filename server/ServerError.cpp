@@ -18,6 +18,8 @@ int httpStatus(ErrorKind kind) {
         return 429;
     case ErrorKind::internal:
         return 500;
+    case ErrorKind::unavailable:
+        return 503;
     }
     return 500;
 }

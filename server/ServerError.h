@@ -15,6 +15,9 @@ enum class ErrorKind {
     payloadTooLarge,
     tooManyRequests,
     internal,
+    // The storage cannot be reached for now (its server restarts, a connection was lost); the
+    // request may be repeated.
+    unavailable,
 };
 
 int httpStatus(ErrorKind kind);

@@ -9,9 +9,11 @@
 #include "User.h"
 #include "VexoTask.h"
 
+#include <QByteArray>
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -59,10 +61,9 @@ struct TaskChanges {
     std::optional<std::optional<qint64>> folderId;
 };
 
-struct StoredAttachment {
-    qint64 taskId = 0;
+struct AttachmentFile {
     TaskAttachment attachment;
-    QString storedName;
+    std::optional<QByteArray> content; // empty when the stored content is missing
 };
 
 struct OutboxEntry {
@@ -78,7 +79,9 @@ struct OutboxEntry {
 // Every call that changes a user's tasks, folders, settings or attachments also appends to the
 // change log in its transaction: creating, updating, archiving, sending or deleting a task; creating,
 // renaming or deleting a folder (and updating each task it held); the settings; adding or removing
-// an attachment.
+// an attachment. Everything that several processes serving one database must agree on lives here:
+// sessions, keys, the login attempts, the outbox, attachment and avatar contents, the change log.
+// A database that cannot be reached for now makes a call throw ServerError (unavailable).
 class Storage {
 public:
     virtual ~Storage() = default;
@@ -90,11 +93,18 @@ public:
     virtual std::optional<StoredUser> userByApiKey(const QString& apiKey) = 0;
     virtual StoredUser createUser(const NewUser& user, const QString& now) = 0;
     virtual void setAvatar(qint64 userId, const QString& avatarName) = 0;
+    // Keeps an avatar image; returns the name it is stored under, for NewUser::avatarName.
+    virtual QString addAvatar(const QByteArray& image, const QString& suffix) = 0;
+    virtual std::optional<QByteArray> avatar(const QString& name) = 0;
     // Adds a key that signs this user in; with `revokeOthers` it becomes the only one.
     virtual void addLoginKey(qint64 userId, const QString& keyHash, bool revokeOthers, const QString& now) = 0;
     virtual void addSession(qint64 userId, const QString& tokenHash, const QString& now) = 0;
     virtual void setAutoSendBot(qint64 userId, bool enabled) = 0;
     virtual void setApiKey(qint64 userId, const QString& apiKey) = 0;
+    // One sign-in attempt, counted against each bucket (a client address, a key prefix) unless one
+    // of them already had `limit` attempts in the `windowMs` before `nowMs`: then nothing is counted
+    // and the answer is false. Every process on the database counts in the same buckets.
+    virtual bool admitAttempt(const QStringList& buckets, qint64 nowMs, qint64 windowMs, int limit) = 0;
 
     virtual QList<VexoTask> tasks(qint64 userId, const TaskFilter& filter) = 0;
     virtual std::optional<VexoTask> task(qint64 userId, qint64 taskId) = 0;
@@ -103,8 +113,8 @@ public:
     virtual std::optional<VexoTask> updateTask(qint64 userId, qint64 taskId, const TaskChanges& changes,
                                                const QString& now) = 0;
     virtual bool archiveTask(qint64 userId, qint64 taskId, const QString& now) = 0;
-    // Returns the stored names of the removed task's attachment files, or nothing when there was no task.
-    virtual std::optional<QStringList> deleteTask(qint64 userId, qint64 taskId) = 0;
+    // The task's attachments and their contents go with it.
+    virtual bool deleteTask(qint64 userId, qint64 taskId) = 0;
     virtual bool markSent(qint64 userId, qint64 taskId, const QString& text, const QString& now) = 0;
 
     virtual QList<Folder> folders(qint64 userId) = 0;
@@ -115,10 +125,14 @@ public:
     virtual bool deleteFolder(qint64 userId, qint64 folderId) = 0;
 
     virtual std::optional<QList<TaskAttachment>> attachments(qint64 taskId) = 0;
-    virtual std::optional<StoredAttachment> attachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
-    virtual TaskAttachment insertAttachment(qint64 taskId, const QString& filename, const QString& mimetype,
-                                            qint64 size, const QString& storedName, const QString& now) = 0;
-    virtual std::optional<QString> deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
+    // An attachment of the user's task, with its content.
+    virtual std::optional<AttachmentFile> attachmentFile(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
+    // Stores the content and its row; nothing when there is no such task.
+    virtual std::optional<TaskAttachment> addAttachment(qint64 taskId, const QString& filename,
+                                                        const QString& mimetype, const QByteArray& content,
+                                                        const QString& now) = 0;
+    // The row and its content.
+    virtual bool deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
 
     // Counts keyed by "yyyy-MM-dd" for days in [fromDay, toDay].
     virtual QHash<QString, qint64> createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay) = 0;

@@ -5,13 +5,10 @@
 #include "Envelopes.h"
 #include "JsonFields.h"
 #include "JsonWriter.h"
-#include "PrivateFiles.h"
 #include "Router.h"
-#include "Secrets.h"
 #include "ServerDate.h"
 #include "ServerError.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QStringDecoder>
 
@@ -23,7 +20,7 @@ constexpr int maxTitleLength = 500;
 constexpr qint64 maxAttachmentBytes = 10 << 20;
 
 HttpReply success() {
-    return HttpReply::json(R"({"success":true})");
+    return HttpReply::json(encodeJson(SuccessResponse{true}));
 }
 
 HttpReply taskReply(const VexoTask& task, int status = 200) {
@@ -171,11 +168,8 @@ HttpReply TaskApi::update(ApiRequest& request) {
 }
 
 HttpReply TaskApi::remove(ApiRequest& request) {
-    const auto files = m_context.storage.deleteTask(request.userId(), request.idParam(0));
-    if (!files)
+    if (!m_context.storage.deleteTask(request.userId(), request.idParam(0)))
         throw taskNotFound();
-    for (const QString& storedName : *files)
-        QFile::remove(m_context.attachmentPath(storedName));
     return success();
 }
 
@@ -214,38 +208,28 @@ HttpReply TaskApi::uploadAttachment(ApiRequest& request) {
     if (!mediaType.match(mimetype).hasMatch())
         throw ServerError::badRequest(u"Заголовок Content-Type: ожидается тип вида image/png"_s);
 
-    const QString storedName = Secrets::randomUrlSafe(24) + u".bin"_s;
-    if (!PrivateFiles::write(m_context.attachmentPath(storedName), request.body))
-        throw ServerError(ErrorKind::internal, u"Не удалось сохранить файл"_s);
-    const TaskAttachment attachment = m_context.storage.insertAttachment(
-        taskId, filename, mimetype, request.body.size(), storedName, m_context.nowText());
-    JsonWriter writer;
-    writer.beginObject();
-    writer.key("attachment");
-    attachment.toJson(writer);
-    writer.endObject();
-    return HttpReply::json(writer.take(), 201);
+    const auto attachment =
+        m_context.storage.addAttachment(taskId, filename, mimetype, request.body, m_context.nowText());
+    if (!attachment)
+        throw taskNotFound();
+    return HttpReply::json(encodeJson(AttachmentResponse{*attachment}), 201);
 }
 
 HttpReply TaskApi::deleteAttachment(ApiRequest& request) {
-    const auto storedName =
-        m_context.storage.deleteAttachment(request.userId(), request.idParam(0), request.idParam(1));
-    if (!storedName)
+    if (!m_context.storage.deleteAttachment(request.userId(), request.idParam(0), request.idParam(1)))
         throw ServerError::notFound(u"Вложение не найдено"_s);
-    QFile::remove(m_context.attachmentPath(*storedName));
     return success();
 }
 
 HttpReply TaskApi::attachmentFile(ApiRequest& request) {
-    const auto stored = m_context.storage.attachment(request.userId(), request.idParam(0), request.idParam(1));
+    auto stored = m_context.storage.attachmentFile(request.userId(), request.idParam(0), request.idParam(1));
     if (!stored)
         throw ServerError::notFound(u"Вложение не найдено"_s);
-    QFile file(m_context.attachmentPath(stored->storedName));
-    if (!file.open(QIODevice::ReadOnly))
+    if (!stored->content)
         throw ServerError::notFound(u"Файл вложения не найден"_s);
     HttpReply reply;
     reply.contentType = stored->attachment.mimetype.toLatin1();
-    reply.body = file.readAll();
+    reply.body = std::move(*stored->content);
     reply.headers.append(
         {"Content-Disposition", "inline; filename*=UTF-8''" + QUrl::toPercentEncoding(stored->attachment.filename)});
     return reply;

@@ -1,6 +1,5 @@
 #include "VexoServer.h"
 
-#include "PrivateFiles.h"
 #include "ServerError.h"
 #include "ServerLog.h"
 #include "SessionAuth.h"
@@ -21,7 +20,11 @@ HttpReply failure(const std::exception& exception) {
     if (const auto* error = dynamic_cast<const ServerError*>(&exception)) {
         if (error->kind() == ErrorKind::internal)
             qCWarning(lcServer) << "internal error:" << error->message();
-        return HttpReply::error(httpStatus(error->kind()), error->message());
+        HttpReply reply = HttpReply::error(httpStatus(error->kind()), error->message());
+        // The storage is away for a moment (its server restarts): worth another try soon.
+        if (error->kind() == ErrorKind::unavailable)
+            reply.headers.append({QByteArray("Retry-After"), QByteArray("1")});
+        return reply;
     }
     qCWarning(lcServer) << "unexpected failure:" << exception.what();
     return HttpReply::error(500, u"Внутренняя ошибка сервера"_s);
@@ -29,9 +32,9 @@ HttpReply failure(const std::exception& exception) {
 
 } // namespace
 
-VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& dataDir, QObject* parent)
+VexoServer::VexoServer(Storage& storage, const Clock& clock, QObject* parent)
     : QObject(parent)
-    , m_context{storage, clock, QDir(dataDir)}
+    , m_context{storage, clock}
     , m_tasks(m_context)
     , m_folders(m_context)
     , m_auth(m_context)
@@ -39,8 +42,6 @@ VexoServer::VexoServer(Storage& storage, const Clock& clock, const QString& data
     , m_feed(storage,
              [this](QObject* context, std::function<void()> work) { m_http.afterSync(context, std::move(work)); })
     , m_http(*this) {
-    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"attachments"_s));
-    PrivateFiles::makeFolder(m_context.dataDir.filePath(u"avatars"_s));
     m_auth.registerRoutes(m_router);
     m_tasks.registerRoutes(m_router);
     m_folders.registerRoutes(m_router);

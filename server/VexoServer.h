@@ -19,7 +19,7 @@ class VexoServer final : public QObject, private HttpHandler {
     Q_OBJECT
 
 public:
-    VexoServer(Storage& storage, const Clock& clock, const QString& dataDir, QObject* parent = nullptr);
+    VexoServer(Storage& storage, const Clock& clock, QObject* parent = nullptr);
 
     // The bound port (useful with port 0), or 0 when the address cannot be taken.
     quint16 listen(const QHostAddress& address, quint16 port);

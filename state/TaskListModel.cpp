@@ -2,6 +2,9 @@
 
 #include "AppState.h"
 #include "TaskList.h"
+#include "TaskSearch.h"
+
+#include <QMimeData>
 
 #include <algorithm>
 
@@ -16,7 +19,8 @@ constexpr int maxRunsBeforeReset = 8;
 TaskListModel::TaskListModel(AppState& state, QObject* parent)
     : QAbstractListModel(parent)
     , m_state(state)
-    , m_source(state.taskList()) {
+    , m_source(state.taskList())
+    , m_index(state.taskList()) {
     const TaskFiltering::Filter current = filter();
     for (int row = 0; row < m_source.rowCount(); ++row) {
         if (accepts(current, row))
@@ -46,6 +50,7 @@ TaskListModel::TaskListModel(AppState& state, QObject* parent)
     m_clockTick.setInterval(30'000);
     connect(&m_clockTick, &QTimer::timeout, this, &TaskListModel::refresh);
     m_clockTick.start();
+    connect(&m_index, &TaskSearchIndex::ready, this, &TaskListModel::indexReady);
 }
 
 int TaskListModel::rowCount(const QModelIndex& parent) const {
@@ -69,6 +74,8 @@ QVariant TaskListModel::data(const QModelIndex& index, int role) const {
         return QVariant::fromValue(task);
     case IdRole:
         return task.id;
+    case SearchTextRole:
+        return m_appliedQuery;
     case Qt::AccessibleTextRole:
         return m_describe ? m_describe(task) : task.title;
     default:
@@ -77,7 +84,36 @@ QVariant TaskListModel::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> TaskListModel::roleNames() const {
-    return {{Qt::DisplayRole, "title"}, {TaskRole, "task"}, {IdRole, "taskId"}};
+    return {{Qt::DisplayRole, "title"}, {TaskRole, "task"}, {IdRole, "taskId"}, {SearchTextRole, "searchText"}};
+}
+
+Qt::ItemFlags TaskListModel::flags(const QModelIndex& index) const {
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemNeverHasChildren;
+}
+
+QStringList TaskListModel::mimeTypes() const {
+    return {taskMimeType};
+}
+
+QMimeData* TaskListModel::mimeData(const QModelIndexList& indexes) const {
+    for (const QModelIndex& index : indexes) {
+        if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+            continue;
+        auto* data = new QMimeData;
+        data->setData(taskMimeType, QByteArray::number(taskAt(index.row()).id));
+        return data;
+    }
+    return nullptr;
+}
+
+std::optional<qint64> TaskListModel::taskIdIn(const QMimeData* data) {
+    if (!data || !data->hasFormat(taskMimeType))
+        return std::nullopt;
+    bool ok = false;
+    const qint64 id = data->data(taskMimeType).toLongLong(&ok);
+    return ok ? std::optional<qint64>(id) : std::nullopt;
 }
 
 int TaskListModel::rowOf(qint64 taskId) const {
@@ -94,7 +130,16 @@ TaskFiltering::Filter TaskListModel::filter() const {
 }
 
 bool TaskListModel::accepts(const TaskFiltering::Filter& filter, int sourceRow) const {
-    return filter.accepts(m_source.tasks()[sourceRow], m_source.deadlines()[sourceRow]);
+    if (!filter.accepts(m_source.tasks()[sourceRow], m_source.deadlines()[sourceRow]))
+        return false;
+    if (m_appliedNeedle.isEmpty())
+        return true;
+    if (!m_index.hasText(sourceRow)) {
+        // Shown once its text is there: the index says when (indexReady).
+        m_hiddenForText = true;
+        return false;
+    }
+    return m_index.matches(sourceRow, m_appliedNeedle);
 }
 
 int TaskListModel::lowerRow(int sourceRow) const {
@@ -116,13 +161,76 @@ void TaskListModel::removeShown(int first, int last) {
 
 void TaskListModel::refresh() {
     const TaskFiltering::Filter current = filter();
+    m_hiddenForText = false;
     QList<int> next;
     next.reserve(m_source.rowCount());
     for (int row = 0; row < m_source.rowCount(); ++row) {
         if (accepts(current, row))
             next.append(row);
     }
-    if (next == m_rows)
+    apply(std::move(next));
+}
+
+void TaskListModel::setSearchOpen(bool open) {
+    if (open == m_searchOpen)
+        return;
+    m_searchOpen = open;
+    if (open) {
+        m_index.start();
+        return;
+    }
+    setSearchText(QString());
+    m_index.stop();
+}
+
+void TaskListModel::setSearchText(const QString& text) {
+    const QString query = TaskSearch::normalizedQuery(text);
+    if (query == m_query)
+        return;
+    m_query = query;
+    if (!m_query.isEmpty())
+        m_index.start();
+    applySearch();
+}
+
+void TaskListModel::applySearch() {
+    if (!m_query.isEmpty() && !m_index.ensureAll()) {
+        Q_EMIT searchChanged(); // waits for indexReady()
+        return;
+    }
+    const QByteArray needle = TaskSearch::encode(m_query);
+    // Every task holding the new text holds the old one too: only the rows shown can stay.
+    const bool narrowing = !m_appliedNeedle.isEmpty() && !m_hiddenForText && needle.contains(m_appliedNeedle);
+    const bool highlightChanged = m_appliedQuery != m_query;
+    m_appliedQuery = m_query;
+    m_appliedNeedle = needle;
+    if (narrowing) {
+        const TaskFiltering::Filter current = filter();
+        QList<int> next;
+        next.reserve(m_rows.size());
+        for (int row : std::as_const(m_rows)) {
+            if (accepts(current, row))
+                next.append(row);
+        }
+        apply(std::move(next));
+    } else {
+        refresh();
+    }
+    if (highlightChanged && !m_rows.isEmpty())
+        Q_EMIT dataChanged(index(0), index(int(m_rows.size()) - 1), {SearchTextRole});
+    Q_EMIT searchChanged();
+}
+
+void TaskListModel::indexReady() {
+    if (searchPending())
+        applySearch();
+    else if (!m_appliedNeedle.isEmpty())
+        refresh(); // rows that waited for their texts
+}
+
+void TaskListModel::apply(QList<int> next) {
+    // Compared by hand: QList's own comparison hands memcmp a null pointer for an empty list.
+    if (std::equal(next.cbegin(), next.cend(), m_rows.cbegin(), m_rows.cend()))
         return;
 
     // Both lists are ascending: one pass finds the runs of rows that go (as rows shown now) and the
@@ -160,6 +268,8 @@ void TaskListModel::refresh() {
 }
 
 void TaskListModel::sourceRowsInserted(int first, int last) {
+    m_index.rowsInserted(first, last);
+    m_index.ensure(first, last);
     const int count = last - first + 1;
     const int at = lowerRow(first);
     // The rows shown after the new ones keep their tasks; only their places in the source moved.
@@ -184,12 +294,15 @@ void TaskListModel::sourceRowsAboutToBeRemoved(int first, int last) {
 }
 
 void TaskListModel::sourceRowsRemoved(int first, int last) {
+    m_index.rowsRemoved(first, last);
     const int count = last - first + 1;
     for (int row = lowerRow(first); row < m_rows.size(); ++row)
         m_rows[row] -= count;
 }
 
 void TaskListModel::sourceDataChanged(int first, int last, const QList<int>& roles) {
+    m_index.rowsChanged(first, last);
+    m_index.ensure(first, last);
     const TaskFiltering::Filter current = filter();
     int changedFrom = -1;
     int changedTo = -1;
@@ -226,6 +339,9 @@ void TaskListModel::sourceAboutToReset() {
 }
 
 void TaskListModel::sourceReset() {
+    m_index.reset();
+    m_index.ensureAll();
+    m_hiddenForText = false;
     const TaskFiltering::Filter current = filter();
     for (int row = 0; row < m_source.rowCount(); ++row) {
         if (accepts(current, row))

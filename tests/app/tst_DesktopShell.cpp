@@ -216,11 +216,11 @@ private Q_SLOTS:
         }
         QCOMPARE(headings, (QStringList{u"Оформление"_s, u"Отправлять в Telegram"_s, u"Горячие клавиши"_s,
                                         u"Напоминания"_s, u"Сворачивать в трей"_s}));
-        QCOMPARE(settings->hotkeyRows().size(), 4);
+        QCOMPARE(settings->hotkeyRows().size(), SettingsView::hotkeys().size());
         const int hotkeysBottom = [&] {
             int bottom = 0;
             for (QLabel* each : std::as_const(labels)) {
-                if (each->text() == u"Переключить выполнено")
+                if (each->text() == SettingsView::hotkeys().last().first)
                     bottom = each->mapTo(settings, QPoint(0, each->height())).y();
             }
             return bottom;

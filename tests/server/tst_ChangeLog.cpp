@@ -1,9 +1,8 @@
-#include "SqliteSchema.h"
-#include "SqliteStorage.h"
+#include "ServerError.h"
+#include "SqlSchema.h"
+#include "TestStorages.h"
 
 #include <QSignalSpy>
-#include <QSqlQuery>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -23,13 +22,14 @@ QString describe(const Change& change) {
 } // namespace
 
 // The change log at the storage: what each call writes, what a failed call leaves, how the log is
-// pruned, how an older database gets it, and how a watch hears of commits from anywhere.
+// pruned, how an older database gets it, and how a watch hears of commits from anywhere. On SQLite,
+// and on PostgreSQL in the program's PostgreSQL run.
 class tst_ChangeLog final : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    std::unique_ptr<SqliteStorage> m_storage;
+    std::unique_ptr<TestStorages> m_storages;
+    std::unique_ptr<SqlStorage> m_storage;
     qint64 m_user = 0;
     qint64 m_other = 0;
     qint64 m_read = 0; // the log is read after this
@@ -66,7 +66,8 @@ private:
 
 private Q_SLOTS:
     void init() {
-        m_storage = std::make_unique<SqliteStorage>(m_dir.filePath(u"vexo.db"_s));
+        m_storages = std::make_unique<TestStorages>();
+        m_storage = m_storages->open();
         m_user = addUser(u"1"_s);
         m_other = addUser(u"2"_s);
         m_read = m_storage->lastRevision();
@@ -74,9 +75,7 @@ private Q_SLOTS:
 
     void cleanup() {
         m_storage.reset();
-        QFile::remove(m_dir.filePath(u"vexo.db"_s));
-        QFile::remove(m_dir.filePath(u"vexo.db-wal"_s));
-        QFile::remove(m_dir.filePath(u"vexo.db-shm"_s));
+        m_storages.reset();
     }
 
     void eachChangeIsLogged() {
@@ -95,7 +94,7 @@ private Q_SLOTS:
         storage.markSent(m_user, task, u"текст"_s, now);
         QCOMPARE(newChanges(), QStringList(3, mine(u"task updated %1"_s.arg(task))));
 
-        const qint64 attachment = storage.insertAttachment(task, u"a.txt"_s, u"text/plain"_s, 1, u"s.bin"_s, now).id;
+        const qint64 attachment = storage.addAttachment(task, u"a.txt"_s, u"text/plain"_s, "x", now)->id;
         storage.deleteAttachment(m_user, task, attachment);
         QCOMPARE(newChanges(), (QStringList{mine(u"attachment created %1 %2"_s.arg(attachment).arg(task)),
                                             mine(u"attachment deleted %1 %2"_s.arg(attachment).arg(task))}));
@@ -167,7 +166,7 @@ private Q_SLOTS:
     // Pruning keeps the newest rows and each user's newest row of each kind, so that no user's
     // latest revision ever goes back and no revision is given twice.
     void pruningKeepsWhatRevisionsNeed() {
-        SqliteStorage& storage = *m_storage;
+        SqlStorage& storage = *m_storage;
         storage.setChangeLogLimit(10);
         storage.setAutoSendBot(m_other, true);
         const qint64 otherSettings = storage.latestRevision(m_other, ChangeKind::settings);
@@ -198,67 +197,98 @@ private Q_SLOTS:
     }
 
     void aDatabaseFromBeforeTheLogIsMigrated() {
-        const QString file = m_dir.filePath(u"old.db"_s);
-        {
-            QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"old"_s);
-            db.setDatabaseName(file);
-            QVERIFY(db.open());
-            QCOMPARE(SqliteSchema::migrate(db, 1), 1);
-            QSqlQuery query(db);
-            QVERIFY(query.exec(u"INSERT INTO users (id, telegram_id, created_at) VALUES (7, '7', 'x')"_s));
-            QVERIFY(query.exec(u"INSERT INTO tasks (user_id, title, priority, status, created_at, updated_at, source)"
-                               u" VALUES (7, 'Старая', 'low', 'pending', 'x', 'x', 'bot')"_s));
-            query.finish();
-            db.close();
-        }
-        QSqlDatabase::removeDatabase(u"old"_s);
+        m_storages->withConnection(u"old"_s, [](SqlConnection& connection) {
+            QCOMPARE(SqlSchema::migrate(connection, 1), 1);
+            connection.run(u"INSERT INTO users (id, telegram_id, created_at) VALUES (7, '7', 'x')"_s);
+            connection.run(u"INSERT INTO tasks (user_id, title, priority, status, created_at, updated_at, source)"
+                           u" VALUES (7, 'Старая', 'low', 'pending', 'x', 'x', 'bot')"_s);
+        });
 
-        SqliteStorage storage(file);
-        QCOMPARE(storage.tasks(7, TaskFilter{}).size(), 1);
-        QCOMPARE(storage.userRevision(7), 0);
-        QVERIFY(!storage.instanceId().isEmpty());
+        const auto storage = m_storages->open(u"old"_s);
+        QCOMPARE(storage->tasks(7, TaskFilter{}).size(), 1);
+        QCOMPARE(storage->userRevision(7), 0);
+        QVERIFY(!storage->instanceId().isEmpty());
         NewTask task;
         task.title = u"Новая"_s;
         task.source = u"app"_s;
-        storage.insertTask(7, task, false, now);
-        QCOMPARE(storage.userRevision(7), 1);
+        const qint64 created = storage->insertTask(7, task, false, now).id;
+        QCOMPARE(storage->userRevision(7), storage->lastRevision());
+        QVERIFY(storage->userRevision(7) > 0);
+        QCOMPARE(storage->task(7, created)->title, u"Новая"_s);
+    }
+
+    // Each migration runs in one transaction: one that fails leaves the database as it was.
+    void aFailedMigrationLeavesNothing() {
+        m_storages->withConnection(u"broken"_s, [](SqlConnection& connection) {
+            QCOMPARE(SqlSchema::migrate(connection, 2), 2);
+            // What the next version creates, already there: its migration fails half-way.
+            connection.run(u"CREATE TABLE blobs (name TEXT)"_s);
+            QVERIFY_THROWS_EXCEPTION(ServerError, SqlSchema::migrate(connection));
+            QCOMPARE(SqlSchema::version(connection), 2);
+            auto attempts = connection.prepare(connection.dialect().tableExists);
+            attempts->addBindValue(u"login_attempts"_s);
+            connection.execute(attempts);
+            QVERIFY2(!attempts->next(), "a table of the failed migration stayed");
+        });
+    }
+
+    // A database a newer program has migrated is refused, not used.
+    void aNewerSchemaIsRefused() {
+        m_storages->withConnection(u"newer"_s, [](SqlConnection& connection) {
+            SqlSchema::migrate(connection);
+            connection.run(u"INSERT INTO schema_version (version) VALUES (%1)"_s.arg(SqlSchema::latestVersion() + 1));
+        });
+        try {
+            m_storages->open(u"newer"_s);
+            QFAIL("a newer schema was opened");
+        } catch (const ServerError& error) {
+            QVERIFY2(error.message().contains(u"более новой версией"_s), qPrintable(error.message()));
+        }
     }
 
     void eachDatabaseHasItsOwnIdentifier() {
         const QString first = m_storage->instanceId();
         QCOMPARE(first.size(), 12);
         m_storage.reset();
-        m_storage = std::make_unique<SqliteStorage>(m_dir.filePath(u"vexo.db"_s));
+        m_storage = m_storages->open();
         QCOMPARE(m_storage->instanceId(), first);
-        SqliteStorage other(m_dir.filePath(u"other.db"_s));
-        QVERIFY(other.instanceId() != first);
+        const auto other = m_storages->open(u"other"_s);
+        QVERIFY(other->instanceId() != first);
     }
 
-    // A watch hears this connection's commits at once and another connection's within its polling;
-    // a call that rolled back says nothing.
+    // A watch hears this connection's commits at once and another connection's soon after (SQLite:
+    // within its polling; PostgreSQL: by notification); a call that rolled back says nothing.
     void watchHearsCommitsFromAnywhere() {
         const auto watch = m_storage->watchChanges(20);
         QSignalSpy heard(watch.get(), &ChangeWatch::changed);
         watch->setActive(true);
+        // Starting to listen may itself say "look", for what came before.
+        QTest::qWait(300);
+        heard.clear();
         addTask(m_user);
-        QCOMPARE(heard.size(), 1);
+        QVERIFY2(heard.size() >= 1, "this process's commit was not announced at once");
+        QTest::qWait(300);
+        heard.clear();
         QVERIFY(!m_storage->archiveTask(m_user, 424242, now));
-        QCOMPARE(heard.size(), 1);
+        QTest::qWait(300);
+        QCOMPARE(heard.size(), 0);
 
-        SqliteStorage elsewhere(m_dir.filePath(u"vexo.db"_s));
+        const auto elsewhere = m_storages->open();
         NewTask task;
         task.title = u"Из другого соединения"_s;
         task.source = u"bot"_s;
-        elsewhere.insertTask(m_user, task, false, now);
-        QTRY_COMPARE_WITH_TIMEOUT(heard.size(), 2, 5'000);
+        elsewhere->insertTask(m_user, task, false, now);
+        QTRY_VERIFY_WITH_TIMEOUT(heard.size() >= 1, 5'000);
 
-        // Paused, it polls nothing; this process's own commits are still announced.
+        // Paused, it hears nothing from elsewhere; this process's own commits are still announced.
         watch->setActive(false);
-        elsewhere.insertTask(m_user, task, false, now);
-        QTest::qWait(200);
-        QCOMPARE(heard.size(), 2);
+        QTest::qWait(300);
+        heard.clear();
+        elsewhere->insertTask(m_user, task, false, now);
+        QTest::qWait(300);
+        QCOMPARE(heard.size(), 0);
         addTask(m_user);
-        QCOMPARE(heard.size(), 3);
+        QCOMPARE(heard.size(), 1);
     }
 };
 

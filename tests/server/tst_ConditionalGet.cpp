@@ -152,8 +152,8 @@ private:
         case Mutation::commandLineTask: {
             QProcess process;
             process.start(QStringLiteral(VEXO_SERVER_BINARY),
-                          {u"task"_s, u"add"_s, u"--telegram-id"_s, u"1"_s, u"--title"_s, u"Бот"_s, u"--data"_s,
-                           m_service->dataDir()});
+                          QStringList{u"task"_s, u"add"_s, u"--telegram-id"_s, u"1"_s, u"--title"_s, u"Бот"_s} +
+                              m_service->storageArguments());
             QVERIFY(process.waitForFinished(30'000));
             QCOMPARE(process.exitCode(), 0);
             break;
@@ -192,7 +192,7 @@ private Q_SLOTS:
         task.source = u"app"_s;
         task.folderId = m_folderId;
         m_taskId = storage.insertTask(m_userId, task, false, now).id;
-        m_attachmentId = storage.insertAttachment(m_taskId, u"a.txt"_s, u"text/plain"_s, 1, u"x.bin"_s, now).id;
+        m_attachmentId = storage.addAttachment(m_taskId, u"a.txt"_s, u"text/plain"_s, "x", now)->id;
     }
 
     void cleanup() { m_service.reset(); }

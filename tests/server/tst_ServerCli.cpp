@@ -62,7 +62,7 @@ private Q_SLOTS:
         row("half a command", {u"user"_s}, 2, QString(), u"Укажите команду: user add или user key"_s);
         row("unknown subcommand", {u"task"_s, u"remove"_s}, 2, QString(), u"Неизвестная команда: task remove"_s);
         row("unknown option", {u"serve"_s, u"--bogus"_s, u"1"_s}, 2, QString(), u"Неизвестный параметр: --bogus"_s);
-        row("misspelt --data", {u"outbox"_s, u"--database"_s, d}, 2, QString(), u"Неизвестный параметр: --database"_s);
+        row("misspelt --data", {u"outbox"_s, u"--datadir"_s, d}, 2, QString(), u"Неизвестный параметр: --datadir"_s);
         row("unknown option points at the command", {u"outbox"_s, u"--bogus"_s}, 2, QString(),
             u"Подробнее: vexo-server outbox --help"_s);
         row("unknown option with --help", {u"--help"_s, u"--bogus"_s}, 2, QString(),
@@ -96,8 +96,32 @@ private Q_SLOTS:
         row("bad listen address", {u"serve"_s, u"--listen"_s, u"localhost"_s}, 2, QString(),
             u"Неверный адрес --listen: localhost"_s);
 
+        row("bad trusted proxy", {u"serve"_s, u"--trusted-proxy"_s, u"127.0.0.1,nginx"_s}, 2, QString(),
+            u"Неверный адрес --trusted-proxy: nginx"_s);
+        const QString pg = u"postgresql://vexo@db.example:5432/vexo"_s;
+        row("--database that is not an address", {u"outbox"_s, u"--database"_s, d}, 2, QString(),
+            u"Параметр --database: ожидается адрес вида postgresql://"_s);
+        row("--database with a password", {u"outbox"_s, u"--database"_s, u"postgresql://vexo:secret@db/vexo"_s}, 2,
+            QString(), u"Параметр --database: пароль в адресе виден всем"_s);
+        row("--database with a password parameter",
+            {u"serve"_s, u"--database"_s, u"postgresql:///vexo?password=secret"_s}, 2, QString(), u"PGPASSFILE"_s);
+        row("--data and --database", {u"outbox"_s, u"--data"_s, d, u"--database"_s, pg}, 2, QString(),
+            u"Параметры --data и --database не указываются вместе"_s);
+        row("--from without --to", {u"migrate"_s, u"--from"_s, d}, 2, QString(),
+            u"Параметр --from нужен вместе с --to"_s);
+        row("--to without --from", {u"migrate"_s, u"--to"_s, pg}, 2, QString(),
+            u"Параметр --to нужен вместе с --from"_s);
+        row("--to that is not an address", {u"migrate"_s, u"--from"_s, d, u"--to"_s, u"vexo.db"_s}, 2, QString(),
+            u"Параметр --to: ожидается адрес"_s);
+        row("--data while copying", {u"migrate"_s, u"--from"_s, d, u"--to"_s, pg, u"--data"_s, d}, 2, QString(),
+            u"Параметр --data не нужен при переносе"_s);
+        row("--from with another command", {u"outbox"_s, u"--from"_s, d}, 2, QString(),
+            u"Параметр --from не подходит для команды outbox"_s);
+
         // What is accepted runs.
         row("--data=DIR", {u"outbox"_s, u"--data="_s + d}, 0, QString(), QString());
+        row("migrate brings the schema up to date", {u"migrate"_s, u"--data"_s, d}, 0, u"Схема хранилища: версия"_s,
+            QString());
         row("options before the command", {u"--data"_s, d, u"outbox"_s}, 0, QString(), QString());
         row("an empty description is allowed",
             {u"task"_s, u"add"_s, u"--telegram-id"_s, u"404"_s, u"--title"_s, u"t"_s, u"--description"_s, u""_s,
@@ -127,17 +151,21 @@ private Q_SLOTS:
         }
         if (code == 0 && arguments.contains(u"outbox"_s))
             QVERIFY(QFileInfo::exists(data() + u"/vexo.db"_s));
+        // Nothing of a password ever reaches the output, accepted or not.
+        QVERIFY(!outcome.out.contains(u"secret"_s) && !outcome.err.contains(u"secret"_s));
     }
 
     void everyCommandHasItsHelp() {
         const Outcome general = run({u"--help"_s});
         for (const QString& command :
-             {u"serve"_s, u"user add"_s, u"user key"_s, u"task add"_s, u"attach"_s, u"outbox"_s}) {
+             {u"serve"_s, u"user add"_s, u"user key"_s, u"task add"_s, u"attach"_s, u"outbox"_s, u"migrate"_s}) {
             QVERIFY2(general.out.contains(u"  "_s + command + u' '), qPrintable(command));
             const Outcome own = run(command.split(u' ') + QStringList{u"--help"_s});
             QCOMPARE(own.code, 0);
             QVERIFY(own.out.startsWith(u"Использование: vexo-server "_s + command));
             QVERIFY(own.out.contains(u"--data КАТАЛОГ"_s));
+            QVERIFY(own.out.contains(u"--database АДРЕС"_s));
+            QVERIFY(own.out.contains(u"--files КАТАЛОГ"_s));
         }
     }
 };

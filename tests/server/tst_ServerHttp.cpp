@@ -452,6 +452,54 @@ private Q_SLOTS:
         QVERIFY(head.received().startsWith("HTTP/1.1 405 "));
         QVERIFY(head.received().endsWith("\r\n\r\n"));
     }
+
+    // Behind a trusted reverse proxy every client has its own sign-in limit, taken from the last
+    // address of X-Forwarded-For; from anyone else the field changes nothing.
+    void aTrustedProxyNamesTheClient_data() {
+        QTest::addColumn<bool>("trusted");
+        QTest::newRow("through the trusted proxy") << true;
+        QTest::newRow("the field from an untrusted peer") << false;
+    }
+
+    void aTrustedProxyNamesTheClient() {
+        QFETCH(bool, trusted);
+        HttpLimits limits;
+        if (trusted)
+            limits.trustedProxies = {QHostAddress(u"127.0.0.1"_s)};
+        start(limits);
+        const auto attempt = [&](int i, const QByteArray& forwarded) {
+            RawConnection connection(m_service->port());
+            // Keys that differ from their start, so that only the address is shared.
+            const QByteArray body = "{\"key\":\"vexo-tasks-" + QByteArray::number(10'000 + i) + "abcdef\"}";
+            connection.send("POST /api/auth/verify HTTP/1.1\r\nHost: 127.0.0.1\r\n" + forwarded +
+                            "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size()) +
+                            "\r\n\r\n" + body);
+            const auto answer = connection.nextAnswer(10'000);
+            return answer ? answer->status : 0;
+        };
+        // A client's own X-Forwarded-For comes first; the proxy adds the address it saw last.
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(attempt(i, "X-Forwarded-For: 10.9.9." + QByteArray::number(i) + ", 203.0.113.7\r\n"), 401);
+        QCOMPARE(attempt(10, "X-Forwarded-For: 203.0.113.7\r\n"), 429);
+        QCOMPARE(attempt(11, "X-Forwarded-For: 198.51.100.1\r\n"), trusted ? 401 : 429);
+        QCOMPARE(attempt(12, "X-Forwarded-For: 203.0.113.9\r\nX-Forwarded-For: 198.51.100.2\r\n"), trusted ? 401 : 429);
+    }
+
+    // A trusted proxy carries many clients, so its connections are not capped per address.
+    void aTrustedProxyIsNotCappedPerAddress() {
+        HttpLimits limits;
+        limits.maxConnectionsPerAddress = 2;
+        limits.trustedProxies = {QHostAddress(u"127.0.0.1"_s)};
+        start(limits);
+        std::vector<std::unique_ptr<RawConnection>> held;
+        for (int i = 0; i < 5; ++i) {
+            held.push_back(std::make_unique<RawConnection>(m_service->port()));
+            held.back()->send(request("GET", "/api/folders"));
+            const auto answer = held.back()->nextAnswer(10'000);
+            QVERIFY(answer);
+            QCOMPARE(answer->status, 200);
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_ServerHttp)

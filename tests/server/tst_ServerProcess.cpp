@@ -4,6 +4,7 @@
 #include "HttpProbe.h"
 #include "LocalService.h"
 #include "MemoryStore.h"
+#include "SqliteStorage.h"
 
 #include <QDirIterator>
 #include <QNetworkAccessManager>
@@ -159,6 +160,7 @@ private Q_SLOTS:
         QCOMPARE(client.closeCode(), 1001);
         // Waiting for the close lets the event loop reap the process: it may be gone already.
         QVERIFY(server.state() == QProcess::NotRunning || server.waitForFinished(10'000));
+        QCOMPARE(server.exitStatus(), QProcess::NormalExit);
         QCOMPARE(server.exitCode(), 0);
     }
 

@@ -1,5 +1,6 @@
 #include "APIError.h"
 #include "APIService.h"
+#include "ApiRequest.h"
 #include "Await.h"
 #include "HttpProbe.h"
 #include "JsonValue.h"
@@ -406,6 +407,27 @@ private Q_SLOTS:
         QCOMPARE(probe(m_network, "POST", url, "{\"key\":\"" + key.toUtf8() + "\"}", json).status, 429);
         m_service->clock().advance(61);
         QCOMPARE(probe(m_network, "POST", url, "{\"key\":\"" + key.toUtf8() + "\"}", json).status, 200);
+    }
+
+    // Keys that begin alike share one limit, whichever addresses they come from: guessing the rest
+    // of a key from many machines gets no further than from one.
+    void signInIsLimitedPerKeyPrefix() {
+        const auto attempt = [&](const QString& key, const QString& address) {
+            ApiRequest request;
+            request.method = "POST";
+            request.path = u"/api/auth/verify"_s;
+            request.body = "{\"key\":\"" + key.toUtf8() + "\"}";
+            request.remoteAddress = QHostAddress(address);
+            return m_service->server().dispatch(request).status;
+        };
+        const QString prefix = u"vexo-tasks-Ab3dE"_s;
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(attempt(prefix + u"guess%1"_s.arg(i), u"10.0.0.%1"_s.arg(i + 1)), 401);
+        QCOMPARE(attempt(prefix + u"guess10"_s, u"10.0.1.1"_s), 429);
+        // The same address with another key goes on, and so does the prefix once the minute is over.
+        QCOMPARE(attempt(u"vexo-tasks-Zz9yYguess"_s, u"10.0.1.1"_s), 401);
+        m_service->clock().advance(61);
+        QCOMPARE(attempt(prefix + u"guess11"_s, u"10.0.1.2"_s), 401);
     }
 
     void uploadsHaveTheirOwnLimit() {

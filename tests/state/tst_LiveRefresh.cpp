@@ -200,7 +200,7 @@ private Q_SLOTS:
         service.stop();
         QTRY_COMPARE(live.live.feedState(), FeedState::retrying);
         QVERIFY(live.live.isPolling());
-        VexoServer restarted(service.storage(), service.clock(), service.dataDir());
+        VexoServer restarted(service.storage(), service.clock());
         FeedLimits noFeed;
         noFeed.maxSockets = 0;
         restarted.setFeedLimits(noFeed);
@@ -240,7 +240,7 @@ private Q_SLOTS:
             QCOMPARE(live.live.feedState(), FeedState::retrying);
         }
         // Back again: the next attempt opens the feed, and the client refreshes at once.
-        VexoServer restarted(service.storage(), service.clock(), service.dataDir());
+        VexoServer restarted(service.storage(), service.clock());
         QCOMPARE(restarted.listen(QHostAddress::LocalHost, port), port);
         QSignalSpy refreshed(&live.live, &LiveRefresh::refreshed);
         QVERIFY(live.advanceSettled(32s));

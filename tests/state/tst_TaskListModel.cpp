@@ -5,7 +5,9 @@
 #include "TaskListModel.h"
 
 #include <QAbstractItemModelTester>
+#include <QMimeData>
 #include <QNetworkAccessManager>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -27,6 +29,29 @@ QByteArray taskJson(int id, const char* status = "pending", const char* priority
 
 QByteArray listJson(const QList<QByteArray>& tasks) {
     return R"({"tasks":[)" + tasks.join(',') + "]}";
+}
+
+QByteArray describedJson(int id, const char* title, const char* description, const char* priority = "medium") {
+    QByteArray json = taskJson(id, "pending", priority, nullptr, title);
+    json.chop(1);
+    return json + R"(,"description":")" + description + "\"}";
+}
+
+QString withoutTags(const QString& html) {
+    QString plain = html;
+    plain.remove(QRegularExpression(u"<[^>]+>"_s));
+    return plain;
+}
+
+// The search's rule told plainly: lower case, ё as е, in the title or the description's text.
+QString plainFold(const QString& text) {
+    return text.toLower().replace(u'ё', u'е');
+}
+
+bool found(const VexoTask& task, const QString& query) {
+    const QString needle = plainFold(query.trimmed());
+    return plainFold(task.title).contains(needle) ||
+           plainFold(withoutTags(task.description.value_or(QString()))).contains(needle);
 }
 
 } // namespace
@@ -293,6 +318,143 @@ private Q_SLOTS:
         QCOMPARE(m_model->rowOf(2), 0);
         QCOMPARE(m_model->rowOf(3), -1);
         QCOMPARE(m_model->rowOf(99), -1);
+    }
+
+    // What the rows must be with a search text: the state's filtered list, narrowed, in its order.
+    void matchesSearch(const QString& query) {
+        QList<qint64> expected;
+        for (const VexoTask& task : m_state->filteredTasks()) {
+            if (found(task, query))
+                expected << task.id;
+        }
+        QCOMPARE(rowIds(), expected);
+        for (int row = 0; row < m_model->rowCount(); ++row)
+            QCOMPARE(m_model->data(m_model->index(row), TaskListModel::SearchTextRole).toString(), query.trimmed());
+    }
+
+    void loadSearchable() {
+        load({describedJson(1, "Купить ёлку", "<p>до <b>пятницы</b></p>", "high"),
+              describedJson(2, "Позвонить маме", "<p>про елку</p>", "low"),
+              describedJson(3, "Отчёт за квартал", "<ul><li>таблица</li></ul>", "high"),
+              describedJson(4, "Релиз", "<p>Отчет <i>готов</i></p>", "medium"), taskJson(5, "done", "high")});
+        m_model->setPlainText(withoutTags);
+    }
+
+    // The search narrows what the filters leave, by title or description text, е and ё alike.
+    void searchNarrowsAfterTheFilters_data() {
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<std::optional<TaskPriority>>("priority");
+        QTest::addColumn<QList<qint64>>("ids");
+        using P = std::optional<TaskPriority>;
+        QTest::newRow("ёлку by елку") << u"елку"_s << P() << QList<qint64>{1, 2};
+        QTest::newRow("отчет by Отчёт") << u"ОТЧЁТ"_s << P() << QList<qint64>{3, 4};
+        QTest::newRow("after the priority filter") << u"отчет"_s << P(TaskPriority::high) << QList<qint64>{3};
+        QTest::newRow("description text, not markup") << u"пятницы"_s << P() << QList<qint64>{1};
+        QTest::newRow("markup itself is not searched") << u"<b>"_s << P() << QList<qint64>{};
+        QTest::newRow("blank is no search") << u"   "_s << P(TaskPriority::high) << QList<qint64>{1, 3, 5};
+    }
+
+    void searchNarrowsAfterTheFilters() {
+        QFETCH(QString, query);
+        QFETCH(std::optional<TaskPriority>, priority);
+        QFETCH(QList<qint64>, ids);
+        loadSearchable();
+        m_state->setPriorityFilter(priority);
+        const TaskFiltering::Counts counts = m_state->counts();
+        m_model->setSearchText(query);
+        QCOMPARE(rowIds(), ids);
+        matchesSearch(query);
+        QCOMPARE(m_state->counts(), counts); // the counters are the state's, untouched
+        // The filter changing under a search keeps both.
+        m_state->setPriorityFilter(std::nullopt);
+        matchesSearch(query);
+        m_model->setSearchText(QString());
+        matchesState();
+    }
+
+    // Typing on narrows the rows shown; taking letters back widens from the whole list again.
+    void typingOnAndBack() {
+        loadSearchable();
+        Spies spies(m_model.get());
+        for (const QString& query : {u"о"_s, u"от"_s, u"отч"_s, u"отче"_s, u"отчет"_s, u"отч"_s, u"о"_s, QString()}) {
+            m_model->setSearchText(query);
+            matchesSearch(query);
+        }
+        matchesState();
+        QVERIFY(spies.rowSignals() > 0);
+    }
+
+    // Highlighting follows the text even when the rows stay the same.
+    void searchTextRoleChangesWithTheRows() {
+        loadSearchable();
+        m_model->setSearchText(u"отч"_s);
+        QSignalSpy changed(m_model.get(), &QAbstractItemModel::dataChanged);
+        m_model->setSearchText(u"отчё"_s);
+        QCOMPARE(rowIds(), (QList<qint64>{3, 4}));
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.first().at(2).value<QList<int>>(), QList<int>{TaskListModel::SearchTextRole});
+        QCOMPARE(m_model->searchText(), u"отчё"_s);
+    }
+
+    // Tasks added, changed and removed while a search is on are judged by it too.
+    void changesUnderASearch() {
+        loadSearchable();
+        m_model->setSearchText(u"ёлк"_s);
+        matchesSearch(u"ёлк"_s);
+        answer("{\"task\":" + describedJson(6, "Нарядить елку", "") + "}");
+        await(m_state->createTask(u"Нарядить елку"_s, TaskPriority::medium, {}, {}));
+        answer("{\"task\":" + describedJson(7, "Другое", "") + "}");
+        await(m_state->createTask(u"Другое"_s, TaskPriority::medium, {}, {}));
+        matchesSearch(u"ёлк"_s);
+        QCOMPARE(rowIds(), (QList<qint64>{6, 1, 2}));
+        answer("{\"task\":" + describedJson(3, "Ёлочные игрушки", "") + "}");
+        await(m_state->updateTask(3, TaskUpdate{u"Ёлочные игрушки"_s, {}, {}, {}, {}, {}}));
+        matchesSearch(u"ёлк"_s); // "ёлоч" is no match
+        answer("{\"task\":" + describedJson(2, "Позвонить маме", "<p>ни слова</p>") + "}");
+        await(m_state->updateTask(2, TaskUpdate{{}, u"<p>ни слова</p>"_s, {}, {}, {}, {}}));
+        matchesSearch(u"ёлк"_s);
+        QCOMPARE(rowIds(), (QList<qint64>{6, 1}));
+        answer(R"({"success":true})");
+        await(m_state->deleteTask(1));
+        matchesSearch(u"ёлк"_s);
+        load({describedJson(9, "Ёлка", ""), describedJson(8, "Пальма", "")});
+        matchesSearch(u"ёлк"_s);
+    }
+
+    // A long list is searched once the worker has made its texts; until then the rows stay.
+    void aLongListWaitsForTheWorker() {
+        QList<QByteArray> many;
+        const int count = int(TaskSearchIndex::syncLimit) * 2;
+        for (int id = 1; id <= count; ++id)
+            many << describedJson(id, id % 7 == 0 ? "Отчёт" : "Задача", id % 5 == 0 ? "<p>про отчет</p>" : "");
+        load(many);
+        m_model->setPlainText(withoutTags);
+        m_model->setSearchOpen(true);
+        QVERIFY(m_model->searchIndex().isBuilding());
+        m_model->setSearchText(u"отчет"_s);
+        QVERIFY(m_model->searchPending());
+        QCOMPARE(m_model->rowCount(), count); // unchanged while waiting
+        QTRY_VERIFY_WITH_TIMEOUT(!m_model->searchPending(), 20'000);
+        matchesSearch(u"отчет"_s);
+        // The next letters are searched at once.
+        m_model->setSearchText(u"отчет з"_s);
+        QVERIFY(!m_model->searchPending());
+        matchesSearch(u"отчет з"_s);
+        // Closing drops the texts and the text.
+        m_model->setSearchOpen(false);
+        QVERIFY(!m_model->searchIndex().isActive());
+        QCOMPARE(m_model->searchText(), QString());
+        matchesState();
+    }
+
+    void dragCarriesTheTaskId() {
+        QVERIFY(m_model->flags(m_model->index(1)) & Qt::ItemIsDragEnabled);
+        QCOMPARE(m_model->mimeTypes(), QStringList{TaskListModel::taskMimeType});
+        std::unique_ptr<QMimeData> data(m_model->mimeData({m_model->index(1)}));
+        QCOMPARE(TaskListModel::taskIdIn(data.get()), std::optional<qint64>(2));
+        QMimeData other;
+        other.setText(u"2"_s);
+        QCOMPARE(TaskListModel::taskIdIn(&other), std::nullopt);
     }
 
     void accessibleText() {

@@ -1,14 +1,54 @@
 #include "LocalService.h"
 
+#include "PostgresCluster.h"
 #include "Secrets.h"
 
-LocalService::LocalService(QDateTime now, const HttpLimits& limits)
-    : m_clock(std::move(now))
-    , m_storage(std::make_unique<SqliteStorage>(m_dir.filePath(QStringLiteral("vexo.db"))))
-    , m_server(std::make_unique<VexoServer>(*m_storage, m_clock, m_dir.path())) {
+TestBackend testBackend() {
+    return qgetenv("VEXO_TEST_BACKEND") == "postgres" ? TestBackend::postgres : TestBackend::sqlite;
+}
+
+QString backendName(TestBackend backend) {
+    return backend == TestBackend::postgres ? QStringLiteral("PostgreSQL") : QStringLiteral("SQLite");
+}
+
+LocalService::LocalService(QDateTime now, const HttpLimits& limits, TestBackend backend)
+    : m_backend(backend)
+    , m_clock(std::move(now)) {
+    m_choice.dataDir = m_dir.path();
+    if (m_backend == TestBackend::postgres) {
+        PostgresCluster& cluster = PostgresCluster::shared();
+        m_database = cluster.createDatabase();
+        m_choice.database = PostgresAddress::parse(cluster.address(m_database));
+    }
+    serve(limits);
+}
+
+LocalService::LocalService(const LocalService& sameStorageAs)
+    : m_backend(sameStorageAs.m_backend)
+    , m_choice(sameStorageAs.m_choice)
+    , m_clock(sameStorageAs.m_clock.now()) {
+    serve(HttpLimits());
+}
+
+void LocalService::serve(const HttpLimits& limits) {
+    m_storage = m_choice.open();
+    m_server = std::make_unique<VexoServer>(*m_storage, m_clock);
     m_server->setLimits(limits);
     m_port = m_server->listen(QHostAddress::LocalHost, 0);
     Q_ASSERT(m_port != 0);
+}
+
+LocalService::~LocalService() {
+    m_server.reset();
+    m_storage.reset();
+    if (!m_database.isEmpty())
+        PostgresCluster::shared().releaseDatabase(m_database);
+}
+
+QStringList LocalService::storageArguments() const {
+    if (m_choice.database)
+        return {QStringLiteral("--database"), PostgresCluster::shared().address(m_choice.database->databaseName())};
+    return {QStringLiteral("--data"), m_choice.dataDir};
 }
 
 QString LocalService::baseUrl() const {

@@ -165,9 +165,15 @@ private Q_SLOTS:
         QCOMPARE(m_theme->preference(), u"light"_s);
         QVERIFY(!m_theme->isDark());
         QCOMPARE(m_client->store.text(u"vexo_theme"_s), std::optional<QString>(u"light"_s));
-        QCOMPARE(view.hotkeyRows(), (QStringList{u"Новая задача — N"_s, u"Закрыть окно / форму — Esc"_s,
-                                                 u"Сохранить (редактор) — "_s + SettingsView::saveKeyLabel(),
-                                                 u"Переключить выполнено — Space"_s}));
+        // The four rows everyone knows come first, as they always were; the newer keys follow.
+        QCOMPARE(view.hotkeyRows().mid(0, 4), (QStringList{u"Новая задача — N"_s, u"Закрыть окно / форму — Esc"_s,
+                                                           u"Сохранить (редактор) — "_s + SettingsView::saveKeyLabel(),
+                                                           u"Переключить выполнено — Space"_s}));
+        QCOMPARE(view.hotkeyRows().mid(4),
+                 (QStringList{u"Поиск — Ctrl F"_s, u"Открыть задачу — Enter"_s, u"Редактировать задачу — Ctrl E"_s,
+                              u"Переместить в папку — Ctrl M"_s, u"Удалить задачу — Delete"_s,
+                              u"Меню задачи — Shift F10"_s, u"Назад к задачам — Alt ←"_s, u"Обновить — F5"_s, u"Настройки — Ctrl ,"_s,
+                              u"Закрыть окно — Ctrl W"_s, u"Завершить программу — Ctrl Q"_s}));
 
         // The sending control is a switch and nothing more: no box, no words of its own.
         QVERIFY(view.findChildren<QCheckBox*>().isEmpty());

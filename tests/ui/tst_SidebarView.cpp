@@ -13,7 +13,10 @@
 #include <QLabel>
 #include <QMenu>
 #include <QNetworkAccessManager>
+#include <QAccessible>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 
 using namespace Qt::StringLiterals;
 using vexo::test::await;
@@ -115,6 +118,110 @@ private Q_SLOTS:
                 headers << label->text();
         }
         QCOMPARE(headers, (QStringList{u"Задачи"_s, u"Папки"_s, u"Прочее"_s}));
+    }
+
+    // A long name is cut with "…" and shown whole as a tooltip; the column neither widens nor
+    // scrolls sideways, and "+" stays in sight beside "Папки".
+    void longFolderNamesAreCut() {
+        start(false);
+        const QString longName = u"Очень длинное название папки, которое никак не поместится в боковую колонку"_s;
+        await(m_client->state.createFolder(longName, u"#4ECDC4"_s));
+        await(m_client->state.createFolder(u"Дом"_s, u"#FF6B6B"_s));
+        QTRY_COMPARE(m_sidebar->folderButtons().size(), 2);
+        QCoreApplication::processEvents();
+        QPushButton* cut = m_sidebar->folderButtons()[0];
+        QVERIFY2(cut->text().endsWith(u'…'), qPrintable(cut->text()));
+        QVERIFY(longName.startsWith(cut->text().chopped(1)));
+        QCOMPARE(cut->toolTip(), longName);
+        QCOMPARE(cut->accessibleName(), u"Папка "_s + longName);
+        QCOMPARE(m_sidebar->folderButtons()[1]->text(), u"Дом"_s);
+        QCOMPARE(m_sidebar->folderButtons()[1]->toolTip(), QString());
+
+        QScrollArea* scroll = m_sidebar->findChild<QScrollArea*>();
+        QCOMPARE(scroll->horizontalScrollBar()->maximum(), 0);
+        QVERIFY(scroll->widget()->width() <= scroll->viewport()->width());
+        QVERIFY(cut->geometry().right() < scroll->viewport()->width());
+        QPushButton* plus = m_sidebar->newFolderButton();
+        QVERIFY(plus->isVisible());
+        const QRect plusInSidebar(plus->mapTo(m_sidebar.get(), QPoint()), plus->size());
+        QVERIFY(m_sidebar->rect().contains(plusInSidebar));
+        QTest::mouseClick(plus, Qt::LeftButton);
+        QVERIFY(m_client->state.showNewFolder());
+
+        // A narrower window cuts more, a wider one less; the name is never lost.
+        m_sidebar->resize(400, 700);
+        QTRY_COMPARE(cut->text(), longName.left(cut->text().size() - 1) + u'…');
+        const qsizetype wide = cut->text().size();
+        m_sidebar->resize(230, 700);
+        QTRY_VERIFY(cut->text().size() < wide);
+        QVERIFY(m_sidebar->rect().contains(QRect(plus->mapTo(m_sidebar.get(), QPoint()), plus->size())));
+    }
+
+    // Two hundred folders scroll up and down, and the last one can be reached.
+    void manyFoldersScrollVertically() {
+        start(false);
+        QByteArray json = "{\"folders\":[";
+        for (int id = 1; id <= 200; ++id)
+            json += QByteArray(id > 1 ? "," : "") + "{\"id\":" + QByteArray::number(id) + ",\"name\":\"Папка номер " +
+                    QByteArray::number(id) + "\",\"color\":\"#4ECDC4\"}";
+        json += "]}";
+        ScriptedServer scripted;
+        QVERIFY(scripted.listen());
+        scripted.enqueue(ScriptedReply::json(200, json));
+        ClientRig client(scripted.baseUrl(), m_clock, u"t"_s);
+        Theme theme(client.store);
+        SidebarView sidebar(client.state, theme);
+        sidebar.resize(260, 600);
+        sidebar.show();
+        await(client.state.loadFolders());
+        QCOMPARE(sidebar.folderButtons().size(), 200);
+        QScrollArea* scroll = sidebar.findChild<QScrollArea*>();
+        QTRY_VERIFY(scroll->verticalScrollBar()->maximum() > 0);
+        QCOMPARE(scroll->horizontalScrollBar()->maximum(), 0);
+        QPushButton* last = sidebar.folderButtons().last();
+        scroll->ensureWidgetVisible(last);
+        QVERIFY(scroll->verticalScrollBar()->value() > 0);
+        QVERIFY(!last->visibleRegion().isEmpty());
+        QVERIFY(!sidebar.logoutButton()->visibleRegion().isEmpty()); // the user block stays below
+    }
+
+    // Places in the sidebar are page tabs, the chosen one selected, not check boxes.
+    void placesArePageTabs() {
+        start(false);
+        await(m_client->state.createFolder(u"Дом"_s, u"#4ECDC4"_s));
+        QTRY_COMPARE(m_sidebar->folderButtons().size(), 1);
+        for (QPushButton* place : {m_sidebar->itemButton(u"Все задачи"_s), m_sidebar->itemButton(u"Архив"_s),
+                                   m_sidebar->folderButtons().first()}) {
+            QAccessibleInterface* told = QAccessible::queryAccessibleInterface(place);
+            QCOMPARE(told->role(), QAccessible::PageTab);
+            QCOMPARE(told->state().selected, place->isChecked());
+        }
+        QAccessibleInterface* home = QAccessible::queryAccessibleInterface(m_sidebar->folderButtons().first());
+        QCOMPARE(home->text(QAccessible::Name), u"Папка Дом"_s);
+        home->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(m_client->state.sidebarItem(), SidebarItem::folder(m_client->state.folders().first().id));
+        QVERIFY(home->state().selected);
+    }
+
+    // Tab walks the column from top to bottom, folders in their place after "+".
+    void tabWalksTopToBottom() {
+        start(false);
+        await(m_client->state.createFolder(u"Дом"_s, u"#4ECDC4"_s));
+        await(m_client->state.createFolder(u"Работа"_s, u"#FF6B6B"_s));
+        QTRY_COMPARE(m_sidebar->folderButtons().size(), 2);
+        QTRY_VERIFY(m_sidebar->folderButtons().last()->isVisible()); // shown by the layout's next turn
+        m_sidebar->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_sidebar.get()));
+        m_sidebar->itemButton(u"Все задачи"_s)->setFocus(Qt::TabFocusReason);
+        QStringList order;
+        for (int i = 0; i < 12; ++i) {
+            QWidget* focused = QApplication::focusWidget();
+            order << (focused == m_sidebar->logoutButton() ? u"Выйти"_s : focused->accessibleName());
+            QTest::keyClick(focused, Qt::Key_Tab);
+        }
+        QCOMPARE(order, (QStringList{u"Все задачи"_s, u"Активные"_s, u"Выполненные"_s, u"Архив"_s, u"Новая папка"_s,
+                                     u"Папка Дом"_s, u"Папка Работа"_s, u"Статистика"_s, u"API ключ"_s, u"Настройки"_s,
+                                     u"Выйти"_s, u"Все задачи"_s}));
     }
 
     // The avatar comes through the service client, from the avatar address.

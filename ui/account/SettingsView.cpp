@@ -18,11 +18,36 @@
 using namespace Qt::StringLiterals;
 
 QString SettingsView::saveKeyLabel() {
+    return commandKeyLabel() + u" Enter"_s;
+}
+
+QString SettingsView::commandKeyLabel() {
 #ifdef Q_OS_MACOS
-    return u"⌘ Enter"_s;
+    return u"⌘"_s;
 #else
-    return u"Ctrl Enter"_s;
+    return u"Ctrl"_s;
 #endif
+}
+
+QList<std::pair<QString, QString>> SettingsView::hotkeys() {
+    const QString command = commandKeyLabel();
+    return {
+        {u"Новая задача"_s, u"N"_s},
+        {u"Закрыть окно / форму"_s, u"Esc"_s},
+        {u"Сохранить (редактор)"_s, saveKeyLabel()},
+        {u"Переключить выполнено"_s, u"Space"_s},
+        {u"Поиск"_s, command + u" F"_s},
+        {u"Открыть задачу"_s, u"Enter"_s},
+        {u"Редактировать задачу"_s, command + u" E"_s},
+        {u"Переместить в папку"_s, command + u" M"_s},
+        {u"Удалить задачу"_s, u"Delete"_s},
+        {u"Меню задачи"_s, u"Shift F10"_s},
+        {u"Назад к задачам"_s, u"Alt ←"_s},
+        {u"Обновить"_s, u"F5"_s},
+        {u"Настройки"_s, command + u" ,"_s},
+        {u"Закрыть окно"_s, command + u" W"_s},
+        {u"Завершить программу"_s, command + u" Q"_s},
+    };
 }
 
 SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> dismiss, QWidget* parent)
@@ -98,11 +123,9 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
     sending->addWidget(m_send);
 
     section(QString(), u"Горячие клавиши"_s, QString());
-    const QList<std::pair<QString, QString>> hotkeys{{u"Новая задача"_s, u"N"_s},
-                                                     {u"Закрыть окно / форму"_s, u"Esc"_s},
-                                                     {u"Сохранить (редактор)"_s, saveKeyLabel()},
-                                                     {u"Переключить выполнено"_s, u"Space"_s}};
-    for (const auto& [description, key] : hotkeys) {
+    auto* keys = new QVBoxLayout;
+    keys->setSpacing(5);
+    for (const auto& [description, key] : hotkeys()) {
         auto* row = new QHBoxLayout;
         auto* text = new QLabel(description, this);
         text->setFont(uiFont(13));
@@ -113,9 +136,10 @@ SettingsView::SettingsView(AppState& state, Theme& theme, std::function<void()> 
         row->addWidget(text);
         row->addStretch();
         row->addWidget(cap);
-        layout->addLayout(row);
+        keys->addLayout(row);
         m_hotkeys.append(std::pair<QLabel*, QLabel*>(text, cap));
     }
+    layout->addLayout(keys);
     layout->addStretch();
     connect(&m_state, &AppState::userSettingsChanged, this, &SettingsView::refresh);
     connect(&m_theme, &Theme::changed, this, &SettingsView::refresh);

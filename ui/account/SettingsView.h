@@ -33,6 +33,10 @@ public:
     static QString leadLabel(int minutes);
     // The label of the edit form's save keys on this platform.
     static QString saveKeyLabel();
+    // "Ctrl", or "⌘" where that is the command key.
+    static QString commandKeyLabel();
+    // Every key the program answers to, as the sheet lists it: description, key label.
+    static QList<std::pair<QString, QString>> hotkeys();
 
 private:
     void refresh();

@@ -50,6 +50,7 @@ const QHash<QString, IconFile>& table() {
         {u"gearshape"_s, {"settings", false}},
         {u"globe"_s, {"globe", false}},
         {u"key"_s, {"key-round", false}},
+        {u"magnifyingglass"_s, {"search", false}},
         {u"paperplane"_s, {"send", false}},
         {u"paperplane.fill"_s, {"send", true}},
         {u"pencil"_s, {"pencil", false}},

@@ -1,5 +1,6 @@
 #include "PriorityChips.h"
 
+#include "AccessibleRoles.h"
 #include "Fonts.h"
 #include "Style.h"
 
@@ -18,6 +19,8 @@ PriorityChips::PriorityChips(TaskPriority initial, QWidget* parent)
         chip->setFont(uiFont(12));
         chip->setCheckable(true);
         chip->setChecked(priority == m_priority);
+        chip->setFocusPolicy(Qt::TabFocus);
+        AccessibleRoles::setRole(chip, QAccessible::RadioButton);
         chip->setMinimumWidth(QFontMetrics(uiFont(12, QFont::DemiBold)).horizontalAdvance(chip->text()) + 28);
         Style::setRole(chip, QStringLiteral("priorityChip"));
         Style::setProperty(chip, "vexoTone", Palette::roleName(Palette::priorityRole(priority)));

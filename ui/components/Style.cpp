@@ -58,7 +58,10 @@ QString sheet(const Palette& p) {
     rule(u"QLineEdit, QTextEdit, QPlainTextEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 8px;"
          u" padding: 8px 10px; selection-background-color: %4; selection-color: %5; }"_s.arg(raised, primary, border,
                                                                                              accent, onAccent));
-    rule(u"QLineEdit:focus, QTextEdit:focus, QPlainTextEdit:focus { border: 1px solid %1; }"_s.arg(accent));
+    // A focused field takes a 2-point ring in the accent; the padding gives back the extra point so
+    // the text does not move.
+    rule(u"QLineEdit:focus, QTextEdit:focus, QPlainTextEdit:focus { border: 2px solid %1; padding: 7px 9px; }"_s.arg(
+        accent));
     rule(u"QMenu { background: %1; color: %2; border: 1px solid %3; border-radius: 8px; padding: 4px; }"_s.arg(
         raised, primary, border));
     rule(u"QMenu::item { padding: 6px 22px 6px 10px; border-radius: 5px; }"_s);
@@ -144,7 +147,7 @@ QString sheet(const Palette& p) {
     // The date and time picker and its pop-up calendar.
     rule(u"QDateTimeEdit { background: %1; color: %2; border: 1px solid %3; border-radius: 8px; padding: 6px 8px; }"_s
              .arg(raised, primary, border));
-    rule(u"QDateTimeEdit:focus { border: 1px solid %1; }"_s.arg(accent));
+    rule(u"QDateTimeEdit:focus { border: 2px solid %1; padding: 5px 7px; }"_s.arg(accent));
     rule(u"QDateTimeEdit::drop-down { border: none; width: 26px; }"_s);
     rule(u"QDateTimeEdit::down-arrow { image: none; width: 0; height: 0; }"_s);
     rule(u"QCalendarWidget QWidget#qt_calendar_navigationbar { background: %1; border-bottom: 1px solid %2; }"_s.arg(
@@ -158,6 +161,32 @@ QString sheet(const Palette& p) {
     rule(u"QCalendarWidget QAbstractItemView { background: %1; color: %2; selection-background-color: %3;"
          u" selection-color: %4; outline: none; border: none; }"_s.arg(raised, primary, accent, onAccent));
     rule(u"QCalendarWidget QAbstractItemView:disabled { color: %1; }"_s.arg(tertiary));
+
+    // Focus rings. Every control the keyboard reaches shows it with a 2-point ring: the accent on
+    // plain grounds, the primary text colour where the ground is the accent itself (or a priority's
+    // colour). Paddings shrink by the ring's width so nothing moves. Chips, sidebar items and
+    // calendar days take focus from the keyboard only, so the ring appears for keyboard users.
+    rule(u"QPushButton[vexoRole=\"chip\"]:focus { border: 2px solid %1; padding: 3px 8px; }"_s.arg(accent));
+    rule(u"QPushButton[vexoRole=\"chip\"]:checked:focus { border-color: %1; }"_s.arg(primary));
+    rule(u"QPushButton[vexoRole=\"priorityChip\"]:focus { border: 2px solid %1; padding: 5px 11px; }"_s.arg(primary));
+    rule(u"QPushButton[vexoRole=\"sidebarItem\"]:focus { border: 2px solid %1; padding: 5px 6px; }"_s.arg(accent));
+    rule(u"QPushButton[vexoRole=\"iconButton\"]:focus { border: 2px solid %1; }"_s.arg(accent));
+    rule(u"QPushButton[vexoRole=\"plain\"]:focus { border: 2px solid %1; padding: 2px 4px; }"_s.arg(accent));
+    rule(u"QToolButton[vexoRole=\"menuButton\"]:focus { border: 2px solid %1; border-radius: 6px;"
+         u" padding: 3px 2px; }"_s.arg(accent));
+    rule(u"QPushButton[vexoRole=\"calendarDay\"]:focus { border: 2px solid %1; }"_s.arg(accent));
+    rule(u"QPushButton[vexoRole=\"calendarDay\"][vexoDay=\"selected\"]:focus { border-color: %1; }"_s.arg(primary));
+    rule(u"QTextBrowser[vexoRole=\"description\"]:focus { border: 2px solid %1; border-radius: 6px; }"_s.arg(accent));
+    rule(u"QListView[vexoRole=\"thumbnails\"]:focus { border: 2px solid %1; border-radius: 8px; }"_s.arg(accent));
+
+    // The folder picker's pop-up.
+    rule(u"QFrame#folderPicker { background: %1; border: 1px solid %2; }"_s.arg(raised, border));
+    rule(u"QFrame#folderPicker QListView::item { padding: 5px 4px; border-radius: 5px; }"_s);
+    rule(u"QFrame#folderPicker QListView::item:selected { background: %1; color: %2; }"_s.arg(accent, onAccent));
+
+    // A sidebar folder a dragged task is over.
+    rule(u"QPushButton[vexoRole=\"sidebarItem\"][vexoDropTarget=\"true\"] { background: %1; color: %2;"
+         u" border: 2px dashed %3; padding: 5px 6px; }"_s.arg(css(withAlpha(p.accent, 0.22)), primary, accent));
     return out;
 }
 

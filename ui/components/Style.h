@@ -16,9 +16,10 @@ namespace Style {
 void setText(QWidget* widget, Palette::Role role);
 // A look of the shared vocabulary (the "vexoRole" property): "chip", "priorityChip", "sidebarItem",
 // "iconButton", "plain", "menuButton", "calendarDay", "keycap", "apiKey", "stepBadge",
-// "divider", "description".
+// "divider", "description", "thumbnails".
 void setRole(QWidget* widget, const QString& role);
-// Any other property the sheet selects on ("vexoTone", "vexoDay"); the widget is restyled at once.
+// Any other property the sheet selects on ("vexoTone", "vexoDay", "vexoDropTarget"); the widget is
+// restyled at once.
 void setProperty(QWidget* widget, const char* name, const QVariant& value);
 
 // The whole application's style sheet for one palette.

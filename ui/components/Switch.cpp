@@ -10,6 +10,7 @@ namespace {
 
 constexpr QSize trackSize(36, 20);
 constexpr int labelGap = 12;
+constexpr int ringRoom = 4;
 
 } // namespace
 
@@ -28,11 +29,13 @@ Switch::Switch(const Theme& theme, const QString& text, QWidget* parent)
 
 QSize Switch::sizeHint() const {
     const int label = text().isEmpty() ? 0 : fontMetrics().horizontalAdvance(text()) + labelGap;
-    return {label + trackSize.width() + 2, qMax(trackSize.height() + 4, fontMetrics().height() + 4)};
+    // Room around the track for the focus ring.
+    return {label + trackSize.width() + 2 * ringRoom,
+            qMax(trackSize.height() + 2 * ringRoom, fontMetrics().height() + 4)};
 }
 
 QRect Switch::trackRect() const {
-    const int x = text().isEmpty() ? 1 : width() - trackSize.width() - 1;
+    const int x = text().isEmpty() ? ringRoom : width() - trackSize.width() - ringRoom;
     return QRect(QPoint(x, (height() - trackSize.height()) / 2), trackSize);
 }
 
@@ -52,8 +55,16 @@ void Switch::paintEvent(QPaintEvent*) {
     QPainterPath shape;
     shape.addRoundedRect(track, track.height() / 2, track.height() / 2);
     painter.fillPath(shape, isChecked() ? p.accent : p.raisedHover);
-    painter.setPen(QPen(hasFocus() ? p.accent : (isChecked() ? p.accent : p.border), 1));
+    painter.setPen(QPen(isChecked() ? p.accent : p.border, 1));
     painter.drawPath(shape);
+    // The focus ring, once the keyboard moves focus: two points just outside the track.
+    if (hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
+        QPainterPath ring;
+        const QRectF around = track.adjusted(-2.5, -2.5, 2.5, 2.5);
+        ring.addRoundedRect(around, around.height() / 2, around.height() / 2);
+        painter.setPen(QPen(p.accent, 2));
+        painter.drawPath(ring);
+    }
     const qreal knob = track.height() - 4;
     const qreal x = isChecked() ? track.right() - 2 - knob : track.left() + 2;
     painter.setPen(Qt::NoPen);

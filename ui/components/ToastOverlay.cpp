@@ -1,5 +1,6 @@
 #include "ToastOverlay.h"
 
+#include "AccessibleRoles.h"
 #include "AppState.h"
 #include "EmojiText.h"
 #include "Fonts.h"
@@ -17,7 +18,8 @@ ToastOverlay::ToastOverlay(AppState& state, Theme& theme, QWidget* window)
     , m_theme(theme)
     , m_animation(new QPropertyAnimation(this, "reveal", this)) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    setAccessibleName(QStringLiteral("toast"));
+    setAccessibleName(QStringLiteral("Уведомление"));
+    AccessibleRoles::setRole(this, QAccessible::AlertMessage);
     m_animation->setDuration(220);
     m_animation->setEasingCurve(QEasingCurve::OutCubic);
     m_clear.setSingleShot(true);
@@ -37,6 +39,9 @@ void ToastOverlay::follow() {
         // A new text while one is shown replaces it and starts its own 2.5 s.
         m_text = *message;
         setAccessibleDescription(m_text);
+        // Screen readers speak an alert as it comes, whatever has focus.
+        QAccessibleEvent alert(this, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
         m_showing = true;
         m_clear.start();
         place();

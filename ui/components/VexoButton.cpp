@@ -76,10 +76,16 @@ void VexoButton::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(outline, 1));
         painter.drawPath(shape);
     }
-    // The focus ring only once the keyboard moves focus, not for the button a page happens to focus.
+    // The focus ring only once the keyboard moves focus, not for the button a page happens to focus:
+    // two points inside the edge, in the accent, or in the text colour on the accent's own fill.
     if (hasFocus() && focusPolicy() != Qt::NoFocus && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
-        painter.setPen(QPen(p.accent, 1.5));
-        painter.drawPath(shape);
+        QPainterPath ring;
+        ring.addRoundedRect(QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5), 7, 7);
+        painter.setOpacity(1.0);
+        painter.setPen(QPen(m_kind == Kind::primary ? p.onAccent : p.accent, 2));
+        painter.drawPath(ring);
+        if (isDown())
+            painter.setOpacity(0.6);
     }
 
     painter.setFont(font());

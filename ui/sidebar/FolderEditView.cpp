@@ -1,5 +1,6 @@
 #include "FolderEditView.h"
 
+#include "AccessibleRoles.h"
 #include "AppState.h"
 #include "ColorHex.h"
 #include "Fonts.h"
@@ -18,17 +19,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A 26-point circle in a folder colour; the chosen one carries a ring around it.
+// A 26-point circle in a folder colour; the chosen one carries a ring around it, and the focused one
+// a second ring in the accent.
 class Swatch final : public QAbstractButton {
 public:
     Swatch(const Theme& theme, const QString& color, QWidget* parent)
         : QAbstractButton(parent)
         , m_theme(theme)
         , m_color(colorFromHex(color)) {
-        setFixedSize(32, 32);
+        setFixedSize(38, 38);
         setCursor(Qt::PointingHandCursor);
         setCheckable(true);
         setAccessibleName(u"Цвет "_s + color);
+        AccessibleRoles::setRole(this, QAccessible::RadioButton); // one colour of the eight
     }
 
 protected:
@@ -39,10 +42,15 @@ protected:
         painter.setPen(Qt::NoPen);
         painter.setBrush(m_color);
         painter.drawEllipse(centre, 13, 13);
-        if (isChecked() || hasFocus()) {
-            painter.setBrush(Qt::NoBrush);
-            painter.setPen(QPen(isChecked() ? m_theme.palette().textPrimary : m_theme.palette().accent, 2));
+        painter.setBrush(Qt::NoBrush);
+        if (isChecked()) {
+            painter.setPen(QPen(m_theme.palette().textPrimary, 2));
             painter.drawEllipse(centre, 15, 15);
+        }
+        // The focus ring, outside the chosen one's, once the keyboard moves focus.
+        if (hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
+            painter.setPen(QPen(m_theme.palette().accent, 2));
+            painter.drawEllipse(centre, 18, 18);
         }
     }
 

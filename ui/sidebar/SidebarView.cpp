@@ -4,10 +4,14 @@
 #include "ColorHex.h"
 #include "Fonts.h"
 #include "Icons.h"
+#include "SidebarButton.h"
 #include "Style.h"
+#include "TaskFiling.h"
 #include "Theme.h"
 #include "VexoLogo.h"
 
+#include <QDragMoveEvent>
+#include <QDropEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
@@ -91,6 +95,9 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QWidget* parent)
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll->setObjectName(u"sidebarScroll"_s);
+    // The column itself is no stop for Tab (it would show no ring): its places are, and the column
+    // scrolls to the one Tab reaches.
+    scroll->setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget(scroll);
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(12, 18, 12, 12);
@@ -117,6 +124,7 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QWidget* parent)
     m_newFolder->setFixedSize(22, 22);
     m_newFolder->setCursor(Qt::PointingHandCursor);
     m_newFolder->setIcon(Icons::icon(u"plus"_s, theme, Palette::Role::textTertiary));
+    m_newFolder->setFocusPolicy(Qt::TabFocus);
     Style::setRole(m_newFolder, u"iconButton"_s);
     connect(m_newFolder, &QPushButton::clicked, this, [this] { m_state.setShowNewFolder(true); });
     folderHeader->addWidget(m_newFolder);
@@ -156,6 +164,7 @@ SidebarView::SidebarView(AppState& state, Theme& theme, QWidget* parent)
     m_logout->setFont(uiFont(12));
     m_logout->setIcon(Icons::icon(u"rectangle.portrait.and.arrow.right"_s, theme, Palette::Role::textSecondary));
     m_logout->setIconSize(QSize(13, 13));
+    m_logout->setFocusPolicy(Qt::TabFocus);
     Style::setRole(m_logout, u"plain"_s);
     connect(m_logout, &QPushButton::clicked, this, [this] { m_state.logout(); });
     userLayout->addWidget(m_logout);
@@ -180,14 +189,8 @@ QLabel* SidebarView::addSection(QVBoxLayout* layout, const QString& title) {
 }
 
 QPushButton* SidebarView::addItem(QVBoxLayout* layout, const QString& label, const QString& icon, SidebarItem item) {
-    auto* button = new QPushButton(label, this);
-    button->setCursor(Qt::PointingHandCursor);
-    button->setFont(uiFont(13));
+    auto* button = new SidebarButton(label, this);
     button->setIcon(Icons::icon(icon, m_theme, Palette::Role::textTertiary, Palette::Role::accent));
-    button->setIconSize(QSize(15, 15));
-    button->setCheckable(true);
-    button->setAccessibleName(label);
-    Style::setRole(button, u"sidebarItem"_s);
     connect(button, &QPushButton::clicked, this, [this, item] {
         m_state.selectSidebarItem(item);
         refreshSelection();
@@ -199,7 +202,15 @@ QPushButton* SidebarView::addItem(QVBoxLayout* layout, const QString& label, con
 
 QPushButton* SidebarView::itemButton(const QString& label) const {
     for (const Item& item : m_items) {
-        if (item.button->text() == label)
+        if (static_cast<SidebarButton*>(item.button)->label() == label)
+            return item.button;
+    }
+    return nullptr;
+}
+
+QPushButton* SidebarView::folderButton(qint64 folderId) const {
+    for (const Item& item : m_items) {
+        if (item.item == SidebarItem::folder(folderId))
             return item.button;
     }
     return nullptr;
@@ -221,20 +232,21 @@ QMenu* SidebarView::folderMenu(const Folder& folder, QWidget* parent) {
 void SidebarView::rebuildFolders() {
     for (QPushButton* button : std::as_const(m_folderButtons)) {
         m_items.removeIf([button](const Item& item) { return item.button == button; });
+        // Gone from sight and from Tab at once, deleted once the event that asked for this is done.
+        button->hide();
         button->deleteLater();
     }
     m_folderButtons.clear();
     for (const Folder& folder : m_state.folders()) {
-        auto* button = new QPushButton(folder.name, this);
-        button->setCursor(Qt::PointingHandCursor);
-        button->setFont(uiFont(13));
+        auto* button = new SidebarButton(folder.name, this);
         // The folder's own colour, whatever the theme.
         button->setIcon(Icons::icon(u"folder"_s, colorFromHex(folder.color)));
-        button->setIconSize(QSize(15, 15));
-        button->setCheckable(true);
         button->setAccessibleName(u"Папка "_s + folder.name);
         button->setContextMenuPolicy(Qt::CustomContextMenu);
-        Style::setRole(button, u"sidebarItem"_s);
+        // A task dragged here moves into the folder.
+        button->setAcceptDrops(true);
+        button->setProperty("folderId", folder.id);
+        button->installEventFilter(this);
         const SidebarItem item = SidebarItem::folder(folder.id);
         connect(button, &QPushButton::clicked, this, [this, item] {
             m_state.selectSidebarItem(item);
@@ -249,7 +261,79 @@ void SidebarView::rebuildFolders() {
         m_folderButtons << button;
         m_folderLayout->addWidget(button);
     }
+    orderTabs();
     refreshSelection();
+}
+
+void SidebarView::orderTabs() {
+    // Folders come and go after the rest was made: Tab still walks the column top to bottom.
+    QList<QWidget*> order;
+    for (const Item& item : std::as_const(m_items)) {
+        if (!m_folderButtons.contains(item.button))
+            order << item.button;
+        if (item.item == SidebarItem::archived()) {
+            order << m_newFolder;
+            for (QPushButton* folder : std::as_const(m_folderButtons))
+                order << folder;
+        }
+    }
+    order << m_logout;
+    for (qsizetype i = 1; i < order.size(); ++i)
+        QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
+bool SidebarView::eventFilter(QObject* watched, QEvent* event) {
+    auto* button = qobject_cast<QPushButton*>(watched);
+    if (!button || !m_folderButtons.contains(button))
+        return QWidget::eventFilter(watched, event);
+    const qint64 folderId = button->property("folderId").toLongLong();
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove: {
+        auto* drag = static_cast<QDragMoveEvent*>(event);
+        const auto taskId = TaskFiling::draggedTask(drag->mimeData());
+        const auto task = taskId ? TaskFiling::findTask(m_state, *taskId) : std::nullopt;
+        // The folder the task is in, or the one on screen, takes nothing: no highlight, no drop.
+        if (!task || TaskFiling::changesNothing(m_state, *task, folderId)) {
+            drag->ignore();
+            return true;
+        }
+        drag->setDropAction(Qt::MoveAction);
+        drag->accept();
+        setDropTarget(button);
+        return true;
+    }
+    case QEvent::DragLeave:
+        setDropTarget(nullptr);
+        return true;
+    case QEvent::Drop: {
+        auto* drop = static_cast<QDropEvent*>(event);
+        setDropTarget(nullptr);
+        const auto taskId = TaskFiling::draggedTask(drop->mimeData());
+        if (taskId && TaskFiling::moveTask(m_state, *taskId, folderId)) {
+            drop->setDropAction(Qt::MoveAction);
+            drop->accept();
+        } else {
+            drop->ignore();
+        }
+        return true;
+    }
+    default:
+        return QWidget::eventFilter(watched, event);
+    }
+}
+
+void SidebarView::setDropTarget(QPushButton* button) {
+    for (QPushButton* folder : std::as_const(m_folderButtons))
+        Style::setProperty(folder, "vexoDropTarget", folder == button);
+}
+
+QPushButton* SidebarView::dropTarget() const {
+    for (QPushButton* folder : m_folderButtons) {
+        if (folder->property("vexoDropTarget").toBool())
+            return folder;
+    }
+    return nullptr;
 }
 
 void SidebarView::refreshSelection() {

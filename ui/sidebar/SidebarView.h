@@ -15,7 +15,8 @@ class QVBoxLayout;
 class Theme;
 
 // The left column: the logo, the four task lists, the folders with their commands, the account
-// screens, and the signed-in person with "Выйти".
+// screens, and the signed-in person with "Выйти". It scrolls up and down only; long names are cut.
+// A task dragged onto a folder moves into it.
 class SidebarView final : public QWidget {
     Q_OBJECT
 
@@ -25,6 +26,9 @@ public:
     // Navigation buttons by their label, for tests and accessibility checks.
     QPushButton* itemButton(const QString& label) const;
     QList<QPushButton*> folderButtons() const { return m_folderButtons; }
+    QPushButton* folderButton(qint64 folderId) const;
+    // The folder a dragged task is over, highlighted; null when none.
+    QPushButton* dropTarget() const;
     QPushButton* newFolderButton() const { return m_newFolder; }
     QPushButton* logoutButton() const { return m_logout; }
     QString userName() const;
@@ -34,8 +38,11 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void orderTabs();
+    void setDropTarget(QPushButton* button);
     void elideName();
     QPushButton* addItem(QVBoxLayout* layout, const QString& label, const QString& icon, SidebarItem item);
     QLabel* addSection(QVBoxLayout* layout, const QString& title);

@@ -8,6 +8,7 @@
 
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
@@ -106,6 +107,16 @@ void MiniCalendar::showNextMonth() {
 
 void MiniCalendar::rebuild() {
     m_title->setText(monthTitle(m_month));
+    // A day that had the keyboard keeps it in the grid made anew.
+    std::optional<QDate> focusedDay;
+    for (qsizetype i = 0; i < m_dayButtons.size(); ++i) {
+        if (m_dayButtons[i]->hasFocus())
+            focusedDay = QDate(m_month.year(), m_month.month(), 1).addDays(i);
+    }
+    if (m_pendingFocus) {
+        focusedDay = m_pendingFocus;
+        m_pendingFocus.reset();
+    }
 
     // Later, not now: a day button being clicked is what asks for this rebuild.
     for (QWidget* cell : std::as_const(m_cellWidgets)) {
@@ -153,8 +164,76 @@ void MiniCalendar::rebuild() {
         Style::setRole(button, u"calendarDay"_s);
         Style::setProperty(button, "vexoDay", kind);
         connect(button, &QPushButton::clicked, this, [this, day] { setSelected(day); });
+        // The grid is one stop for Tab; the arrows move between its days.
+        button->setFocusPolicy(Qt::NoFocus);
+        button->installEventFilter(this);
         m_grid->addWidget(button, row, column, Qt::AlignCenter);
         m_cellWidgets << button;
         m_dayButtons << button;
     }
+    // The stop is the chosen day, else today, else the first of the month. Made after the rest of
+    // the sheet, the days would come last in the Tab order: they go right after the month's arrows,
+    // so Tab reaches them before whatever follows the calendar.
+    const QDate first(m_month.year(), m_month.month(), 1);
+    QDate stop = first;
+    if (m_selected && m_selected->year() == first.year() && m_selected->month() == first.month())
+        stop = *m_selected;
+    else if (today.year() == first.year() && today.month() == first.month())
+        stop = today;
+    QPushButton* stopButton = m_dayButtons.value(first.daysTo(stop));
+    if (stopButton) {
+        stopButton->setFocusPolicy(Qt::TabFocus);
+        QWidget::setTabOrder(m_next, stopButton);
+    }
+    if (focusedDay && focusedDay->year() == first.year() && focusedDay->month() == first.month())
+        focusDay(*focusedDay);
+}
+
+void MiniCalendar::focusDay(QDate day) {
+    QPushButton* button = m_dayButtons.value(QDate(m_month.year(), m_month.month(), 1).daysTo(day));
+    if (!button)
+        return;
+    for (QPushButton* each : std::as_const(m_dayButtons))
+        each->setFocusPolicy(each == button ? Qt::TabFocus : Qt::NoFocus);
+    QWidget::setTabOrder(m_next, button);
+    button->setFocus(Qt::TabFocusReason);
+}
+
+bool MiniCalendar::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    qsizetype index = -1;
+    for (qsizetype i = 0; i < m_dayButtons.size() && index < 0; ++i) {
+        if (m_dayButtons[i] == watched)
+            index = i;
+    }
+    if (index < 0)
+        return QWidget::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    int step = 0;
+    switch (key->key()) {
+    case Qt::Key_Left:
+        step = -1;
+        break;
+    case Qt::Key_Right:
+        step = 1;
+        break;
+    case Qt::Key_Up:
+        step = -7;
+        break;
+    case Qt::Key_Down:
+        step = 7;
+        break;
+    default:
+        return QWidget::eventFilter(watched, event);
+    }
+    const QDate target = QDate(m_month.year(), m_month.month(), 1).addDays(index + step);
+    if (target.month() == m_month.month() && target.year() == m_month.year()) {
+        focusDay(target);
+    } else {
+        // Beyond the month: the calendar turns the page and the keyboard lands on that day.
+        m_pendingFocus = target;
+        setMonth(target);
+    }
+    return true;
 }

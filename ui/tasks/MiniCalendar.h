@@ -11,7 +11,9 @@ class QLabel;
 class QPushButton;
 class Theme;
 
-// A month grid, Monday first, for picking a deadline's day. Paging never moves the selection.
+// A month grid, Monday first, for picking a deadline's day. Paging never moves the selection. The
+// grid is one Tab stop (the chosen day, else today, else the first); the arrow keys move between
+// days, across months too, and Space chooses.
 class MiniCalendar final : public QWidget {
     Q_OBJECT
 
@@ -36,8 +38,12 @@ public:
 Q_SIGNALS:
     void selectedChanged(std::optional<QDate> day);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void rebuild();
+    void focusDay(QDate day);
 
     Theme& m_theme;
     const Clock& m_clock;
@@ -49,4 +55,5 @@ private:
     QGridLayout* m_grid;
     QList<QWidget*> m_cellWidgets;
     QList<QPushButton*> m_dayButtons;
+    std::optional<QDate> m_pendingFocus; // the day to give the keyboard once the month is shown
 };

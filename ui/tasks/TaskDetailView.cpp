@@ -6,6 +6,7 @@
 #include "Badge.h"
 #include "BusyIndicator.h"
 #include "EmojiText.h"
+#include "FolderPicker.h"
 #include "Fonts.h"
 #include "HTMLTextView.h"
 #include "IconView.h"
@@ -13,22 +14,29 @@
 #include "Lightbox.h"
 #include "ServerDate.h"
 #include "Style.h"
+#include "TaskFiling.h"
 #include "Theme.h"
 #include "VexoButton.h"
 #include "VexoCard.h"
+#include "WindowShortcuts.h"
 
+#include <QApplication>
 #include <QDesktopServices>
 #include <QDir>
+#include <QDrag>
 #include <QFile>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QShowEvent>
 #include <QStyledItemDelegate>
 #include <QTemporaryDir>
@@ -144,7 +152,9 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
     m_title = new QLabel(page);
     m_title->setTextFormat(Qt::RichText); // the title's own text, escaped, with its emoji in colour
     m_title->setWordWrap(true);
-    m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // The title is the handle to drag the task onto a sidebar folder with.
+    m_title->setCursor(Qt::OpenHandCursor);
+    m_title->installEventFilter(this);
     layout->addWidget(m_title);
     m_badges = new QHBoxLayout;
     m_badges->setSpacing(6);
@@ -194,6 +204,7 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
     m_thumbnails->setMouseTracking(true);
     m_thumbnails->setMinimumHeight(cellSize.height() + 4);
     m_thumbnails->setAccessibleName(u"Вложения"_s);
+    Style::setRole(m_thumbnails, u"thumbnails"_s);
     m_thumbnails->setItemDelegate(new ThumbnailDelegate(
         theme,
         [this](int row) {
@@ -259,6 +270,73 @@ TaskDetailView::TaskDetailView(AppState& state, Theme& theme, QWidget* parent)
         }
     });
     rebuildAttachments();
+    wireKeyboard();
+}
+
+void TaskDetailView::wireKeyboard() {
+    // The page itself takes the keyboard when it opens, so the keys below act on its task at once.
+    setFocusPolicy(Qt::ClickFocus);
+    const auto onPage = [this](QList<QKeySequence> keys, auto action) {
+        auto* shortcut = new QShortcut(this);
+        shortcut->setKeys(keys);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this, action);
+    };
+    onPage(keysWithDesktop({Qt::Key_Escape, Qt::Key_Backspace, Qt::ALT | Qt::Key_Left}, QKeySequence::Back),
+           [this] { m_state.setSelectedTask(std::nullopt); });
+    onPage({Qt::Key_Delete}, [this] {
+        if (m_task)
+            (void)m_state.deleteTask(m_task->id);
+    });
+    onPage({Qt::CTRL | Qt::Key_E}, [this] {
+        if (!m_task)
+            return;
+        m_state.setEditingTask(*m_task);
+        m_state.setShowEditTask(true);
+    });
+    onPage({Qt::CTRL | Qt::Key_M}, [this] {
+        if (m_task)
+            pickFolder();
+    });
+}
+
+void TaskDetailView::keyPressEvent(QKeyEvent* event) {
+    // Space reaches the page only when nothing focused on it wanted the key (a focused button
+    // presses itself with it).
+    if (event->key() == Qt::Key_Space && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier && m_task) {
+        (void)m_state.toggleTask(*m_task);
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void TaskDetailView::pickFolder() {
+    if (m_picker)
+        m_picker->close();
+    m_picker = new FolderPicker(m_state, *m_task, this);
+    m_picker->popup(m_title->mapToGlobal(QPoint(0, m_title->height() + 4)));
+}
+
+bool TaskDetailView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_title && m_task) {
+        const auto mouse = [event] { return static_cast<QMouseEvent*>(event); };
+        if (event->type() == QEvent::MouseButtonPress && mouse()->button() == Qt::LeftButton) {
+            m_titlePressedAt = mouse()->pos();
+            m_titlePressed = true;
+        } else if (event->type() == QEvent::MouseButtonRelease) {
+            m_titlePressed = false;
+        } else if (event->type() == QEvent::MouseMove && m_titlePressed && (mouse()->buttons() & Qt::LeftButton) &&
+                   (mouse()->pos() - m_titlePressedAt).manhattanLength() >= QApplication::startDragDistance()) {
+            m_titlePressed = false;
+            auto* drag = new QDrag(m_title);
+            drag->setMimeData(TaskFiling::dragData(m_task->id));
+            drag->setPixmap(m_title->grab());
+            drag->setHotSpot(m_titlePressedAt);
+            drag->exec(Qt::MoveAction);
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 TaskDetailView::~TaskDetailView() = default;
@@ -295,6 +373,8 @@ void TaskDetailView::showTask(const VexoTask& task) {
 
 void TaskDetailView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    if (!event->spontaneous() && !isAncestorOf(QApplication::focusWidget()))
+        setFocus(Qt::OtherFocusReason);
     // Every time the page comes up, also for the task it showed last time.
     if (!event->spontaneous())
         reloadAttachments();
@@ -610,4 +690,19 @@ void TaskDetailView::rebuild() {
            [this, id = current.id] { (void)m_state.archiveTask(id); });
     action(u"Удалить задачу"_s, u"trash"_s, VexoButton::Kind::destructive,
            [this, id = current.id] { (void)m_state.deleteTask(id); });
+    // Made anew with every change, the buttons would Tab last of all: the page reads top to bottom,
+    // left column first.
+    QWidget* previous = m_back;
+    for (QWidget* next : QList<QWidget*>{m_description, m_thumbnails}) {
+        QWidget::setTabOrder(previous, next);
+        previous = next;
+    }
+    for (VexoButton* button : std::as_const(m_actionButtons)) {
+        QWidget::setTabOrder(previous, button);
+        previous = button;
+    }
+}
+
+FolderPicker* TaskDetailView::folderPicker() const {
+    return m_picker;
 }

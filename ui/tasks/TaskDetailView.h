@@ -17,6 +17,7 @@
 
 class AppState;
 class BusyIndicator;
+class FolderPicker;
 class HTMLTextView;
 class IconView;
 class Lightbox;
@@ -31,6 +32,10 @@ class VexoButton;
 
 // One task on a whole page: title, badges, the description, the attachments with their lightbox,
 // the metadata card and the six actions. Shown in place of the list while a task is selected.
+//
+// The keyboard: Esc, Backspace and Alt+Left go back to the list; Space toggles the task, Delete
+// deletes it, Ctrl+E edits it and Ctrl+M files it into a folder. The title can be dragged onto a
+// sidebar folder.
 class TaskDetailView final : public QWidget {
     Q_OBJECT
 
@@ -66,11 +71,18 @@ public:
 
     // How a source reads on the page: "Telegram бот", "API" or "Веб".
     static QString sourceLabel(const QString& source);
+    QLabel* titleLabel() const { return m_title; }
+    // The folder picker while it is open.
+    FolderPicker* folderPicker() const;
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void wireKeyboard();
+    void pickFolder();
     void rebuild();
     void rebuildAttachments();
     void reloadAttachments();
@@ -111,4 +123,7 @@ private:
     QList<VexoButton*> m_actionButtons;
     QStringList m_metadataTexts;
     QStringList m_badgeTexts;
+    QPointer<FolderPicker> m_picker;
+    QPoint m_titlePressedAt;
+    bool m_titlePressed = false;
 };

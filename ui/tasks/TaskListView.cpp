@@ -3,7 +3,9 @@
 #include "AppState.h"
 #include "BusyIndicator.h"
 #include "ChipButton.h"
+#include "FolderPicker.h"
 #include "Fonts.h"
+#include "HtmlText.h"
 #include "IconView.h"
 #include "Icons.h"
 #include "RefreshButton.h"
@@ -14,15 +16,22 @@
 #include "TaskListModel.h"
 #include "TaskRowDelegate.h"
 #include "TaskRowsView.h"
+#include "TaskSearchBar.h"
 #include "Theme.h"
 #include "VexoButton.h"
+#include "WindowShortcuts.h"
 
+#include <QApplication>
+#include <QDrag>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 #include <QMenu>
+#include <QMimeData>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QToolButton>
@@ -91,6 +100,8 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     Style::setText(m_title, Palette::Role::textPrimary);
     header->addWidget(m_title);
     header->addStretch();
+    m_search = new TaskSearchBar(theme, this);
+    header->addWidget(m_search);
     m_newTask = new VexoButton(theme, VexoButton::Kind::primary, u"Новая задача"_s, this);
     m_newTask->setIconName(u"plus"_s);
     m_newTask->setShortcut(QKeySequence(Qt::Key_N));
@@ -177,16 +188,14 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->setAccessibleName(u"Список задач"_s);
     m_list->installEventFilter(this);
+    m_list->viewport()->installEventFilter(this);
     connect(m_list, &QListView::customContextMenuRequested, this, [this](const QPoint& point) {
         const QModelIndex index = m_list->indexAt(point);
-        if (!index.isValid())
-            return;
-        QMenu* menu = contextMenuFor(m_model->taskAt(index.row()), this);
-        menu->setAttribute(Qt::WA_DeleteOnClose);
-        menu->popup(m_list->viewport()->mapToGlobal(point));
+        if (index.isValid())
+            popUpMenu(index, m_list->viewport()->mapToGlobal(point));
     });
     connect(m_list, &QListView::activated, this,
-            [this](const QModelIndex& index) { m_state.setSelectedTask(m_model->taskAt(index.row())); });
+            [this](const QModelIndex& index) { m_state.setSelectedTask(taskAt(index).value()); });
     connect(m_delegate, &TaskRowDelegate::toggleRequested, this,
             [this](const VexoTask& task) { (void)m_state.toggleTask(task); });
     connect(m_delegate, &TaskRowDelegate::selectRequested, this,
@@ -209,13 +218,190 @@ TaskListView::TaskListView(AppState& state, Theme& theme, QWidget* parent)
     emptyLayout->addWidget(m_emptyHint, 0, Qt::AlignHCenter);
     emptyLayout->addStretch();
     m_content->addWidget(m_empty);
+    m_content->addWidget(buildNoMatches());
     layout->addWidget(m_content, 1);
 
     for (auto signal : {&AppState::tasksChanged, &AppState::isLoadingTasksChanged, &AppState::sidebarItemChanged,
                         &AppState::dateFilterChanged, &AppState::priorityFilterChanged, &AppState::foldersChanged})
         connect(&m_state, signal, this, &TaskListView::refresh);
     connect(&m_state, &AppState::foldersChanged, m_list->viewport(), qOverload<>(&QWidget::update));
+    wireSearch();
+    wireKeyboard();
     refresh();
+}
+
+QWidget* TaskListView::buildNoMatches() {
+    m_noMatches = new QWidget(m_content);
+    auto* layout = new QVBoxLayout(m_noMatches);
+    layout->setContentsMargins(0, 60, 0, 0);
+    layout->setSpacing(8);
+    layout->addWidget(new IconView(m_theme, u"magnifyingglass"_s, 40, Palette::Role::textTertiary, m_noMatches), 0,
+                      Qt::AlignHCenter);
+    auto* title = new QLabel(u"Ничего не найдено"_s, m_noMatches);
+    title->setFont(uiFont(16, QFont::DemiBold));
+    Style::setText(title, Palette::Role::textSecondary);
+    layout->addWidget(title, 0, Qt::AlignHCenter);
+    auto* hint = new QLabel(u"Esc — очистить поиск"_s, m_noMatches);
+    hint->setFont(uiFont(13));
+    Style::setText(hint, Palette::Role::textTertiary);
+    layout->addWidget(hint, 0, Qt::AlignHCenter);
+    layout->addStretch();
+    return m_noMatches;
+}
+
+void TaskListView::wireSearch() {
+    m_model->setPlainText(stripHTML);
+    auto* find = new QShortcut(this);
+    find->setKeys(keysWithDesktop({Qt::CTRL | Qt::Key_F}, QKeySequence::Find));
+    find->setContext(Qt::WindowShortcut);
+    connect(find, &QShortcut::activated, m_search, &TaskSearchBar::open);
+    connect(m_search, &TaskSearchBar::openChanged, this, [this](bool open) { m_model->setSearchOpen(open); });
+    connect(m_search, &TaskSearchBar::textChanged, this, [this](const QString& text) { m_model->setSearchText(text); });
+    connect(m_search, &TaskSearchBar::leaveRequested, this, [this] { focusList(); });
+    // Rows come and go with the search as well as with the state.
+    connect(m_model, &TaskListModel::searchChanged, this, &TaskListView::showContent);
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, &TaskListView::showContent);
+    connect(m_model, &QAbstractItemModel::rowsRemoved, this, &TaskListView::showContent);
+    connect(m_model, &QAbstractItemModel::modelReset, this, &TaskListView::showContent);
+}
+
+void TaskListView::wireKeyboard() {
+    // Another list opens at its top, whatever was scrolled to in the last one.
+    connect(&m_state, &AppState::sidebarItemChanged, this, [this] {
+        m_list->setCurrentIndex(QModelIndex());
+        m_list->scrollToTop();
+        m_scrollToTopOnLoad = true;
+    });
+    connect(&m_state, &AppState::isLoadingTasksChanged, this, [this] {
+        if (!m_state.isLoadingTasks() && m_scrollToTopOnLoad) {
+            m_scrollToTopOnLoad = false;
+            m_list->scrollToTop();
+        }
+    });
+    // Back from the task page, the task that was open is the current row again.
+    connect(&m_state, &AppState::selectedTaskChanged, this, [this] {
+        if (m_state.selectedTask())
+            m_openedTask = m_state.selectedTask()->id;
+    });
+}
+
+void TaskListView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (!m_openedTask)
+        return;
+    const QModelIndex index = indexOfTask(*m_openedTask);
+    m_openedTask.reset();
+    if (index.isValid()) {
+        m_list->setCurrentIndex(index);
+        m_list->scrollTo(index);
+    }
+}
+
+std::optional<VexoTask> TaskListView::taskAt(const QModelIndex& index) const {
+    if (!index.isValid())
+        return std::nullopt;
+    return index.data(TaskListModel::TaskRole).value<VexoTask>();
+}
+
+std::optional<VexoTask> TaskListView::currentTask() const {
+    return taskAt(m_list->currentIndex());
+}
+
+QModelIndex TaskListView::indexOfTask(qint64 id) const {
+    QAbstractItemModel* model = m_list->model();
+    if (model->rowCount() == 0)
+        return {};
+    const QModelIndexList found =
+        model->match(model->index(0, 0), TaskListModel::IdRole, id, 1, Qt::MatchExactly | Qt::MatchWrap);
+    return found.isEmpty() ? QModelIndex() : found.first();
+}
+
+void TaskListView::focusList() {
+    if (m_content->currentWidget() != m_list)
+        return;
+    if (!m_list->currentIndex().isValid() && m_list->model()->rowCount() > 0)
+        m_list->setCurrentIndex(m_list->model()->index(0, 0));
+    // The keyboard brought focus here: the current row shows its ring.
+    window()->setAttribute(Qt::WA_KeyboardFocusChange);
+    m_list->setFocus(Qt::OtherFocusReason);
+}
+
+void TaskListView::popUpMenu(const QModelIndex& index, const QPoint& globalPoint) {
+    const auto task = taskAt(index);
+    if (!task)
+        return;
+    QMenu* menu = contextMenuFor(*task, this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(globalPoint);
+}
+
+void TaskListView::pickFolder(const VexoTask& task, const QPoint& globalPoint) {
+    if (m_picker)
+        m_picker->close();
+    m_picker = new FolderPicker(m_state, task, this);
+    m_picker->popup(globalPoint);
+}
+
+bool TaskListView::handleListKey(QKeyEvent* key) {
+    const QModelIndex current = m_list->currentIndex();
+    const auto task = taskAt(current);
+    const Qt::KeyboardModifiers modifiers = key->modifiers() & ~Qt::KeypadModifier;
+    const QRect rowRect = m_list->visualRect(current);
+    const QPoint belowRow = m_list->viewport()->mapToGlobal(rowRect.bottomLeft() + QPoint(40, -8));
+    switch (key->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+        // The list moves the current row itself; the ring now follows the keyboard.
+        window()->setAttribute(Qt::WA_KeyboardFocusChange);
+        return false;
+    case Qt::Key_Escape:
+        if (!m_search->isOpen())
+            return false;
+        m_search->escape();
+        return true;
+    default:
+        break;
+    }
+    if (!task)
+        return false;
+    const auto is = [&](Qt::Key wanted, Qt::KeyboardModifiers with = Qt::NoModifier) {
+        return key->key() == wanted && modifiers == with;
+    };
+    if (is(Qt::Key_Return) || is(Qt::Key_Enter)) {
+        m_state.setSelectedTask(*task);
+    } else if (is(Qt::Key_Space)) {
+        (void)m_state.toggleTask(*task);
+    } else if (is(Qt::Key_Delete)) {
+        (void)m_state.deleteTask(task->id);
+    } else if (is(Qt::Key_E, Qt::ControlModifier)) {
+        m_state.setEditingTask(*task);
+        m_state.setShowEditTask(true);
+    } else if (is(Qt::Key_M, Qt::ControlModifier)) {
+        pickFolder(*task, belowRow);
+    } else if (is(Qt::Key_Menu) || is(Qt::Key_F10, Qt::ShiftModifier)) {
+        popUpMenu(current, belowRow);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void TaskListView::startDrag(const QModelIndex& index, const QPoint& pressedAt) {
+    QMimeData* data = m_list->model()->mimeData({index});
+    if (!data)
+        return;
+    const QRect item = m_list->visualRect(index);
+    const QRect row = item.adjusted(TaskRowDelegate::sideInset, 0, -TaskRowDelegate::sideInset, -TaskRowDelegate::gap);
+    auto* drag = new QDrag(m_list);
+    drag->setMimeData(data);
+    QPixmap picture = m_list->viewport()->grab(row);
+    drag->setPixmap(picture);
+    drag->setHotSpot(pressedAt - row.topLeft());
+    drag->exec(Qt::MoveAction);
 }
 
 bool TaskListView::eventFilter(QObject* watched, QEvent* event) {
@@ -225,6 +411,34 @@ bool TaskListView::eventFilter(QObject* watched, QEvent* event) {
         if (key->key() == Qt::Key_N && key->modifiers() == Qt::NoModifier) {
             event->ignore();
             return true;
+        }
+    }
+    // The row keys act only while the list itself has the keyboard, never in a text field.
+    if (watched == m_list && event->type() == QEvent::KeyPress)
+        return handleListKey(static_cast<QKeyEvent*>(event)) || QWidget::eventFilter(watched, event);
+    // A row pressed and pulled far enough is dragged (onto a sidebar folder, to move it there).
+    if (watched == m_list->viewport()) {
+        const auto mouse = [event] { return static_cast<QMouseEvent*>(event); };
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+            m_dragFrom = mouse()->button() == Qt::LeftButton ? QPersistentModelIndex(m_list->indexAt(mouse()->pos()))
+                                                             : QPersistentModelIndex();
+            m_dragPressedAt = mouse()->pos();
+            break;
+        case QEvent::MouseMove:
+            if (m_dragFrom.isValid() && (mouse()->buttons() & Qt::LeftButton) &&
+                (mouse()->pos() - m_dragPressedAt).manhattanLength() >= QApplication::startDragDistance()) {
+                const QModelIndex from = m_dragFrom;
+                m_dragFrom = QPersistentModelIndex();
+                startDrag(from, m_dragPressedAt);
+                return true;
+            }
+            break;
+        case QEvent::MouseButtonRelease:
+            m_dragFrom = QPersistentModelIndex();
+            break;
+        default:
+            break;
         }
     }
     return QWidget::eventFilter(watched, event);
@@ -273,11 +487,26 @@ void TaskListView::setLiveRefresh(LiveRefresh& live) {
     const int below = headerLayout ? top->indexOf(headerLayout) : top->indexOf(qobject_cast<QWidget*>(headerItem));
     m_stale = new StaleNotice(live, m_theme, this);
     top->insertWidget(below + 1, m_stale);
+
+    // Made after the rest, both would come last for Tab: the button takes its place before
+    // "Новая задача", the line's own buttons come right after the header.
+    QWidget* previous = m_newTask->previousInFocusChain();
+    QWidget::setTabOrder(previous, m_refresh);
+    QWidget::setTabOrder(m_refresh, m_newTask);
+    previous = m_newTask;
+    for (QWidget* control : m_stale->findChildren<QWidget*>()) {
+        if (control->focusPolicy() & Qt::TabFocus) {
+            QWidget::setTabOrder(previous, control);
+            previous = control;
+        }
+    }
 }
 
 QString TaskListView::contentState() const {
     if (m_content->currentWidget() == m_list)
         return u"list"_s;
+    if (m_content->currentWidget() == m_noMatches)
+        return u"noMatches"_s;
     return m_content->currentWidget() == m_empty ? u"empty"_s : u"loading"_s;
 }
 
@@ -322,8 +551,26 @@ void TaskListView::refresh() {
     const bool archive = m_state.sidebarItem().showsArchive();
     m_emptyTitle->setText(archive ? u"Архив пуст"_s : u"Задач пока нет"_s);
     m_emptyHint->setVisible(!archive);
+    showContent();
+}
+
+void TaskListView::showContent() {
+    QWidget* shown = m_empty;
     if (m_state.isLoadingTasks())
-        m_content->setCurrentIndex(0);
-    else
-        m_content->setCurrentWidget(m_model->rowCount() > 0 ? static_cast<QWidget*>(m_list) : m_empty);
+        shown = m_content->widget(0);
+    else if (m_list->model()->rowCount() > 0)
+        shown = m_list;
+    else if (!m_model->searchText().isEmpty() && !m_state.filteredIndexes().isEmpty())
+        shown = m_noMatches; // the search, not the filters, left nothing
+    if (shown == m_content->currentWidget())
+        return;
+    // The keyboard stays on this page when the list it was in gives way.
+    const bool listHadFocus = m_list->hasFocus();
+    m_content->setCurrentWidget(shown);
+    if (listHadFocus && shown != m_list)
+        setFocus(Qt::OtherFocusReason);
+}
+
+FolderPicker* TaskListView::folderPicker() const {
+    return m_picker;
 }

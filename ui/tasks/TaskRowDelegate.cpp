@@ -8,13 +8,17 @@
 #include "Icons.h"
 #include "ServerDate.h"
 #include "TaskListModel.h"
+#include "TaskSearch.h"
 #include "Theme.h"
 
+#include <QAbstractItemView>
 #include <QAbstractScrollArea>
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
+#include <QToolTip>
 
 namespace {
 
@@ -27,9 +31,9 @@ constexpr int lineGap = 4;
 constexpr int checkSize = 18;
 constexpr int textLeft = padX + checkSize + 12;
 
-// Rows read the model's own record: no copy through QVariant on every paint.
-const VexoTask& taskOf(const QModelIndex& index) {
-    return static_cast<const TaskListModel*>(index.model())->taskAt(index.row());
+// Rows read their task through the model's roles, so any proxy may stand between list and view.
+VexoTask taskOf(const QModelIndex& index) {
+    return index.data(TaskListModel::TaskRole).value<VexoTask>();
 }
 
 QRect rowRectOf(const QRect& itemRect) {
@@ -86,7 +90,7 @@ QSize TaskRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModel
 
 void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
     const Palette& p = m_theme.palette();
-    const VexoTask& task = taskOf(index);
+    const VexoTask task = taskOf(index);
     const QRect row = rowRectOf(option.rect);
     const qreal dpr = painter->device()->devicePixelRatioF();
     const bool hovered = option.state & QStyle::State_MouseOver;
@@ -97,8 +101,17 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     QPainterPath frame;
     frame.addRoundedRect(QRectF(row).adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
     painter->fillPath(frame, rowFill(task.id, hovered, option.widget));
-    painter->setPen(QPen((option.state & QStyle::State_HasFocus) ? p.accent : p.border, 1));
+    painter->setPen(QPen(p.border, 1));
     painter->drawPath(frame);
+    // The current row of a focused list, once the keyboard is in use: a ring along the row's edge
+    // (inside it, so the row's own repaint always redraws it whole).
+    if ((option.state & QStyle::State_HasFocus) && option.widget &&
+        option.widget->window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
+        QPainterPath ring;
+        ring.addRoundedRect(QRectF(row).adjusted(1, 1, -1, -1), 9, 9);
+        painter->setPen(QPen(p.accent, 2));
+        painter->drawPath(ring);
+    }
 
     // Check box
     const QRectF box = QRectF(checkBoxRect(row)).adjusted(0.75, 0.75, -0.75, -0.75);
@@ -123,9 +136,29 @@ void TaskRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     QFont titleFont = uiFont(14, QFont::Medium);
     titleFont.setStrikeOut(done);
     painter->setFont(titleFont);
+    const QString shownTitle = EmojiText::elided(task.title, titleFont, textWidth);
+    const QRect titleRect(row.left() + textLeft, y, textWidth, titleHeight);
+    // Every match of the search in the visible part of the title, on an accent tint.
+    const QString query = index.data(TaskListModel::SearchTextRole).toString();
+    if (!query.isEmpty()) {
+        const qsizetype visible = shownTitle == task.title ? task.title.size() : shownTitle.size() - 1;
+        QColor tint = p.accent;
+        tint.setAlphaF(p.dark ? 0.38 : 0.24);
+        for (const auto& [start, length] : TaskSearch::matches(task.title, query)) {
+            if (start >= visible)
+                break;
+            const qsizetype end = qMin(start + length, visible);
+            const qreal left = EmojiText::width(task.title.left(start), titleFont);
+            const qreal width = EmojiText::width(task.title.mid(start, end - start), titleFont);
+            QPainterPath mark;
+            mark.addRoundedRect(QRectF(titleRect.left() + left - 1, titleRect.top(), width + 2, titleRect.height()), 3,
+                                3);
+            painter->fillPath(mark, tint);
+        }
+    }
     painter->setPen(done ? p.textTertiary : p.textPrimary);
-    EmojiText::draw(*painter, QRect(row.left() + textLeft, y, textWidth, titleHeight), Qt::AlignLeft | Qt::AlignVCenter,
-                    task.title);
+    // Drawn as the title is measured above: emoji in colour, cut with "…" where it does not fit.
+    EmojiText::draw(*painter, titleRect, Qt::AlignLeft | Qt::AlignVCenter, task.title);
     y += titleHeight + lineGap;
 
     // Description preview
@@ -207,6 +240,28 @@ QColor TaskRowDelegate::rowFill(qint64 id, bool hovered, const QWidget* viewport
     if (id == m_leavingId)
         return mixed(p.raisedHover, p.raised, t);
     return p.raised;
+}
+
+QRect TaskRowDelegate::titleRect(const QRect& itemRect) {
+    const QRect row = rowRectOf(itemRect);
+    return QRect(row.left() + textLeft, row.top() + padY, row.width() - textLeft - padX, titleHeight);
+}
+
+bool TaskRowDelegate::titleIsCut(const QString& title, int width) {
+    return EmojiText::elided(title, uiFont(14, QFont::Medium), width) != title;
+}
+
+bool TaskRowDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                                const QModelIndex& index) {
+    if (event->type() != QEvent::ToolTip || !index.isValid())
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    // A title the row had to cut shows whole.
+    const QString title = taskOf(index).title;
+    if (titleIsCut(title, titleRect(option.rect).width()))
+        QToolTip::showText(event->globalPos(), title, view->viewport(), option.rect);
+    else
+        QToolTip::hideText();
+    return true;
 }
 
 bool TaskRowDelegate::editorEvent(QEvent* event, QAbstractItemModel*, const QStyleOptionViewItem& option,

@@ -21,6 +21,8 @@ class Theme;
 // Paints one task row: check box, title, plain-text preview of the description, and the marker line
 // (priority, deadline, folder, delivery markers). Rows are painted, not widgets, so long lists stay
 // light. A press on the check box asks for a toggle; a click anywhere else asks to open the task.
+// Everything comes through the model's roles: the task (TaskRole) and the search text whose matches
+// the title shows highlighted (SearchTextRole).
 class TaskRowDelegate final : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -38,6 +40,10 @@ public:
     QString previewOf(const VexoTask& task) const;
     // Where the check box of a row painted in `rowRect` sits.
     static QRect checkBoxRect(const QRect& rowRect);
+    // Where the title of a row painted in the list's `itemRect` sits, and whether a title is too
+    // long for that width (it is then cut with "…" and shown whole as a tooltip).
+    static QRect titleRect(const QRect& itemRect);
+    static bool titleIsCut(const QString& title, int width);
 
 Q_SIGNALS:
     void toggleRequested(const VexoTask& task);
@@ -46,6 +52,8 @@ Q_SIGNALS:
 protected:
     bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
                      const QModelIndex& index) override;
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override;
 
 private:
     Theme& m_theme;

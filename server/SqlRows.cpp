@@ -1,39 +1,13 @@
-#include "SqliteRows.h"
-
-#include "ServerError.h"
-
-#include <QSqlError>
+#include "SqlRows.h"
 
 using namespace Qt::StringLiterals;
 
-namespace SqliteRows {
+namespace SqlRows {
 
 const QString taskColumns = u"id, title, description, deadline, priority, status, archived, archived_at, completed_at,"
                             u" created_at, updated_at, source, sent_to_bot, folder_id, user_id"_s;
 const QString userColumns =
     u"id, telegram_id, username, first_name, last_name, avatar_name, is_admin, auto_send_bot, api_key"_s;
-
-void fail(const QSqlError& error) {
-    throw ServerError(ErrorKind::internal, u"Ошибка хранилища: "_s + error.text());
-}
-
-QSqlQuery prepare(const QSqlDatabase& db, const QString& sql) {
-    QSqlQuery query(db);
-    if (!query.prepare(sql))
-        fail(query.lastError());
-    return query;
-}
-
-void execute(QSqlQuery& query) {
-    if (!query.exec())
-        fail(query.lastError());
-}
-
-void run(const QSqlDatabase& db, const QString& sql) {
-    QSqlQuery query(db);
-    if (!query.exec(sql))
-        fail(query.lastError());
-}
 
 std::optional<QString> optionalText(const QVariant& value) {
     return value.isNull() ? std::nullopt : std::optional<QString>(value.toString());
@@ -95,4 +69,4 @@ TaskAttachment attachmentFrom(const QSqlQuery& query) {
                           query.value(3).toLongLong(), optionalText(query.value(4))};
 }
 
-} // namespace SqliteRows
+} // namespace SqlRows

@@ -2,24 +2,14 @@
 
 #include "Storage.h"
 
-#include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QVariant>
 
-class QSqlError;
-
-// What every piece of the SQLite storage shares: statements, failures and the mapping of rows to records.
-namespace SqliteRows {
+// What every piece of the SQL storage shares, whatever the database: the mapping of rows to records.
+namespace SqlRows {
 
 extern const QString taskColumns;
 extern const QString userColumns;
-
-// Throws ServerError (internal) with SQLite's message.
-[[noreturn]] void fail(const QSqlError& error);
-QSqlQuery prepare(const QSqlDatabase& db, const QString& sql);
-void execute(QSqlQuery& query);
-// Runs a statement without parameters.
-void run(const QSqlDatabase& db, const QString& sql);
 
 std::optional<QString> optionalText(const QVariant& value);
 std::optional<qint64> optionalInteger(const QVariant& value);
@@ -33,4 +23,4 @@ StoredUser userFrom(const QSqlQuery& query);
 Folder folderFrom(const QSqlQuery& query);
 TaskAttachment attachmentFrom(const QSqlQuery& query);
 
-} // namespace SqliteRows
+} // namespace SqlRows

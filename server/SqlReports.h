@@ -2,14 +2,14 @@
 
 #include "Storage.h"
 
-#include <QSqlDatabase>
+class SqlConnection;
 
-// The reading side of the SQLite storage that serves statistics, administration and the outbox:
+// The reading side of the storage that serves statistics, administration and the outbox:
 // counts over many rows, never a write.
-class SqliteReports final {
+class SqlReports final {
 public:
-    explicit SqliteReports(const QSqlDatabase& db)
-        : m_db(db) {}
+    explicit SqlReports(SqlConnection& connection)
+        : m_connection(connection) {}
 
     QHash<QString, qint64> createdPerDay(qint64 userId, const QString& fromDay, const QString& toDay);
     QHash<QString, qint64> completedPerDay(qint64 userId, const QString& fromDay, const QString& toDay);
@@ -22,5 +22,5 @@ private:
     QHash<QString, qint64> countsBy(const QString& group, const QString& dayColumn, qint64 userId,
                                     const QString& fromDay, const QString& toDay);
 
-    const QSqlDatabase& m_db; // the storage's connection, opened later than this is made
+    SqlConnection& m_connection;
 };

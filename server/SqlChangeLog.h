@@ -3,22 +3,25 @@
 #include "Change.h"
 
 #include <QList>
-#include <QSqlDatabase>
 
-// The change log in SQLite: appended to inside the transaction of each change, read by revision,
-// pruned as it grows. Keeps the newest `limit` rows, and always the newest row of each user and
-// kind, so that a user's latest revision never goes back.
-class SqliteChangeLog final {
+class SqlConnection;
+
+// The change log: appended to inside the transaction of each change, read by revision, pruned as
+// it grows. Keeps the newest `limit` rows, and always the newest row of each user and kind, so that
+// a user's latest revision never goes back. Where several processes write at once (PostgreSQL),
+// appending holds the others off until the transaction ends, so revisions become visible in their
+// order, and wakes the other processes' watches.
+class SqlChangeLog final {
 public:
-    explicit SqliteChangeLog(const QSqlDatabase& db)
-        : m_db(db) {}
+    explicit SqlChangeLog(SqlConnection& connection)
+        : m_connection(connection) {}
 
     // Within the caller's transaction. Every `limit / 10` rows the old ones are pruned in passing,
     // by whichever process writes: the log stays bounded even when nothing serves it.
     void append(qint64 userId, ChangeKind kind, ChangeOp op, qint64 id, std::optional<qint64> taskId = {});
     // For a change under a task, on behalf of the task's owner; nothing when there is no such task.
     void appendUnderTask(qint64 taskId, ChangeKind kind, ChangeOp op, qint64 id);
-    // Whether anything was appended since the last call.
+    // Whether anything was appended since the last call; called when each transaction ends.
     bool takeAppended() { return std::exchange(m_appended, false); }
 
     // 0 when none.
@@ -36,7 +39,7 @@ public:
 private:
     void pruneInPassing(qint64 revision);
 
-    const QSqlDatabase& m_db; // the storage's connection, opened later than this is made
+    SqlConnection& m_connection;
     qint64 m_limit = 10'000;
     bool m_appended = false;
 };
