@@ -148,6 +148,7 @@ QCoro::Task<T> APIService::request(QString path, QString method, std::optional<Q
         co_return decodeHere<T>(answer);
     const QFuture<T> decoded = decodeOnWorker<T>(std::move(answer));
     T value = co_await decoded;
+    dropStoredResult(decoded);
     co_return value;
 }
 
@@ -201,6 +202,7 @@ QCoro::Task<TasksResponse> APIService::fetchTasks(bool archived, std::optional<T
         co_return decodeHere<TasksResponse>(answer);
     const QFuture<TasksResponse> decoded = decodeOnWorker<TasksResponse>(std::move(answer));
     TasksResponse value = co_await decoded;
+    dropStoredResult(decoded);
     co_return value;
 }
 
@@ -332,6 +334,7 @@ QCoro::Task<ConditionalRead<T>> APIService::requestIfChanged(QString path, QByte
     } else {
         const QFuture<T> decoded = decodeOnWorker<T>(std::move(response.body));
         read.value = co_await decoded;
+        dropStoredResult(decoded);
     }
     co_return read;
 }

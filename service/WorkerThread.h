@@ -28,3 +28,11 @@ template <class Work> QFuture<std::invoke_result_t<Work&>> onWorkerThread(Work w
     });
     return future;
 }
+
+// After awaiting a future of onWorkerThread(): drops the future's own copy of the result, which
+// would otherwise be freed later on this thread, when the future goes (for a long list, the last
+// copy, and many frees).
+template <class T> void dropStoredResult(QFuture<T> future) {
+    if (future.isValid() && future.resultCount() > 0)
+        (void)future.takeResult();
+}

@@ -134,6 +134,7 @@ QCoro::Task<TaskList::Rows> AppState::prepareRows(QList<VexoTask> tasks) const {
     const QFuture<TaskList::Rows> prepared = onWorkerThread(
         [tasks = std::move(tasks), current = std::move(current)] { return TaskList::prepare(tasks, current); });
     TaskList::Rows rows = co_await prepared;
+    dropStoredResult(prepared);
     co_return rows;
 }
 

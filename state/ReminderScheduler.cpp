@@ -91,10 +91,11 @@ void ReminderScheduler::refresh() {
 
 ReminderScheduler::Pending ReminderScheduler::pendingOf(QList<VexoTask> tasks) {
     Pending pending;
-    for (VexoTask& task : tasks) {
+    // Copied, not moved: the list may be shared, and moving would copy all of it first.
+    for (const VexoTask& task : std::as_const(tasks)) {
         if (task.status == TaskStatus::pending && !task.isArchived()) {
             pending.deadlines.append(TaskFiltering::deadlineOf(task));
-            pending.tasks.append(std::move(task));
+            pending.tasks.append(task);
         }
     }
     return pending;
@@ -119,6 +120,7 @@ QCoro::Task<void> ReminderScheduler::fetch() {
             // Named, not a temporary of the co_await expression: GCC 12 destroys those twice.
             const QFuture<Pending> sifted = onWorkerThread([tasks = std::move(answer->tasks)] { return pendingOf(tasks); });
             pending = co_await sifted;
+            dropStoredResult(sifted);
         }
     }
     if (!self)
