@@ -118,7 +118,8 @@ QCoro::Task<void> ReminderScheduler::fetch() {
             pending = pendingOf(std::move(answer->tasks));
         } else {
             // Named, not a temporary of the co_await expression: GCC 12 destroys those twice.
-            const QFuture<Pending> sifted = onWorkerThread([tasks = std::move(answer->tasks)] { return pendingOf(tasks); });
+            const QFuture<Pending> sifted =
+                onWorkerThread([tasks = std::move(answer->tasks)] { return pendingOf(tasks); });
             pending = co_await sifted;
             dropStoredResult(sifted);
         }
