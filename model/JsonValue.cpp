@@ -2,6 +2,8 @@
 
 #include "Utf8.h"
 
+#include <memory>
+
 using namespace Qt::StringLiterals;
 using simdjson::ondemand::json_type;
 using simdjson::ondemand::number_type;
@@ -257,6 +259,13 @@ std::optional<QString> JsonValue::toOptionalString() {
     return toString();
 }
 
+std::optional<QByteArray> JsonValue::toOptionalUtf8() {
+    if (isNull())
+        return std::nullopt;
+    const std::string_view text = toUtf8View();
+    return QByteArray(text.data(), qsizetype(text.size()));
+}
+
 std::optional<qint64> JsonValue::toOptionalInt64() {
     if (isNull())
         return std::nullopt;
@@ -273,13 +282,36 @@ void RequiredKeys::missing(const JsonPath& path, const char* name) {
     JsonValue::failAt(path, u"нет обязательного ключа «%1»"_s.arg(QString::fromUtf8(name)));
 }
 
+namespace {
+
+// A parser keeps its buffers between documents; one per thread avoids reallocating them for every
+// small answer.
+thread_local std::unique_ptr<simdjson::ondemand::parser> threadParser;
+
+} // namespace
+
 simdjson::ondemand::parser& JsonDocument::parser() {
-    // A parser keeps its buffers between documents; one per thread avoids reallocating them per answer.
-    thread_local simdjson::ondemand::parser instance;
-    return instance;
+    if (!threadParser)
+        threadParser = std::make_unique<simdjson::ondemand::parser>();
+    return *threadParser;
 }
 
-JsonDocument::JsonDocument(const QByteArray& bytes) {
+void JsonDocument::releaseParser() {
+    threadParser.reset();
+}
+
+std::size_t JsonDocument::parserCapacity() {
+    return threadParser ? threadParser->capacity() : 0;
+}
+
+JsonDocument::~JsonDocument() {
+    // The document reads nothing from the parser once it is destroyed.
+    if (m_size > releaseAfterBytes)
+        releaseParser();
+}
+
+JsonDocument::JsonDocument(const QByteArray& bytes)
+    : m_size(bytes.size()) {
     simdjson::error_code error;
     const auto size = std::size_t(bytes.size());
     if (std::size_t(bytes.capacity()) >= size + simdjson::SIMDJSON_PADDING) {

@@ -30,6 +30,8 @@ public:
     qint64 toInt64();
     bool toBool();
     std::optional<QString> toOptionalString();
+    // The text as UTF-8 bytes of its own (no QString made).
+    std::optional<QByteArray> toOptionalUtf8();
     std::optional<qint64> toOptionalInt64();
     std::optional<bool> toOptionalBool();
 
@@ -111,7 +113,13 @@ private:
 // Owns the parser and the padded input of one decoding; the root value lives as long as it does.
 class JsonDocument final {
 public:
+    // Past this size a document leaves no parser buffers behind on its thread: a parser keeps them
+    // sized to the largest document it has read, which for one long task list is more than the
+    // list itself, for as long as the thread lives.
+    static constexpr qsizetype releaseAfterBytes = 1 << 20;
+
     explicit JsonDocument(const QByteArray& bytes);
+    ~JsonDocument();
     JsonDocument(const JsonDocument&) = delete;
     JsonDocument& operator=(const JsonDocument&) = delete;
 
@@ -119,9 +127,14 @@ public:
     // Fails when anything but whitespace follows the root value.
     void finish();
 
+    // What the calling thread's parser holds now, in bytes of input it can take without growing.
+    static std::size_t parserCapacity();
+
 private:
     static simdjson::ondemand::parser& parser();
+    static void releaseParser();
 
+    qsizetype m_size = 0;
     simdjson::padded_string m_copy;
     simdjson::ondemand::document m_document;
     JsonPath m_rootPath;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Utf8Text.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -29,6 +31,10 @@ public:
     void field(std::string_view name, const QString& text) {
         key(name);
         value(text);
+    }
+    void field(std::string_view name, const Utf8Text& text) {
+        key(name);
+        value(std::string_view(text.utf8().constData(), std::size_t(text.utf8().size())));
     }
     void field(std::string_view name, qint64 number) {
         key(name);

@@ -2,6 +2,25 @@
 
 #include "JsonValue.h"
 #include "JsonWriter.h"
+#include "Utf8.h"
+
+namespace {
+
+// Every task names one of a few sources: the usual ones share one string instead of one per task.
+std::optional<QString> sourceText(JsonValue& field) {
+    static const QString bot = QString::fromLatin1("bot");
+    static const QString app = QString::fromLatin1("app");
+    if (field.isNull())
+        return std::nullopt;
+    const std::string_view text = field.toUtf8View();
+    if (text == "bot")
+        return bot;
+    if (text == "app")
+        return app;
+    return utf8ToString(text);
+}
+
+} // namespace
 
 // Keys are dispatched on length first: it is the hot loop of decoding a task list.
 VexoTask VexoTask::fromJson(JsonValue& value) {
@@ -26,7 +45,7 @@ VexoTask VexoTask::fromJson(JsonValue& value) {
                 task.status = decodeTaskStatus(field);
                 required.seen(3);
             } else if (key == "source") {
-                task.source = field.toOptionalString();
+                task.source = sourceText(field);
             }
             break;
         case 7:
@@ -57,7 +76,8 @@ VexoTask VexoTask::fromJson(JsonValue& value) {
             break;
         case 11:
             if (key == "description") {
-                task.description = field.toOptionalString();
+                if (std::optional<QByteArray> text = field.toOptionalUtf8())
+                    task.description = Utf8Text::fromUtf8(std::move(*text));
             } else if (key == "archived_at") {
                 task.archivedAt = field.toOptionalString();
             } else if (key == "sent_to_bot") {

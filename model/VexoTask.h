@@ -2,6 +2,7 @@
 
 #include "TaskPriority.h"
 #include "TaskStatus.h"
+#include "Utf8Text.h"
 
 #include <QString>
 
@@ -11,11 +12,12 @@ class JsonValue;
 class JsonWriter;
 
 // A task as the service sends it. Dates stay the service's texts; archived and sentToBot are the
-// service's 0/1 integers, not booleans.
+// service's 0/1 integers, not booleans. The description stays in UTF-8 until it is read: most
+// descriptions of a long list are never shown.
 struct VexoTask {
     qint64 id = 0;
     QString title;
-    std::optional<QString> description;
+    std::optional<Utf8Text> description;
     std::optional<QString> deadline;
     TaskPriority priority = TaskPriority::medium;
     TaskStatus status = TaskStatus::pending;

@@ -7,6 +7,7 @@
 #include "JsonValue.h"
 #include "ServiceLog.h"
 #include "TransportError.h"
+#include "WorkerThread.h"
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -142,12 +143,25 @@ QCoro::Task<HttpResponse> APIService::exchange(QUrl url, QString method, std::op
 template <class T>
 QCoro::Task<T> APIService::request(QString path, QString method, std::optional<QJsonObject> body,
                                    bool authorized) const {
-    const QByteArray answer = co_await send(std::move(path), std::move(method), std::move(body), authorized);
+    QByteArray answer = co_await send(std::move(path), std::move(method), std::move(body), authorized);
+    if (answer.size() < decodeOnWorkerFromBytes)
+        co_return decodeHere<T>(answer);
+    const QFuture<T> decoded = decodeOnWorker<T>(std::move(answer));
+    T value = co_await decoded;
+    dropStoredResult(decoded);
+    co_return value;
+}
+
+template <class T> T APIService::decodeHere(const QByteArray& answer) {
     try {
-        co_return decodeJson<T>(answer);
+        return decodeJson<T>(answer);
     } catch (const DecodeError& error) {
         throw APIError::decodingError(error.message());
     }
+}
+
+template <class T> QFuture<T> APIService::decodeOnWorker(QByteArray answer) {
+    return onWorkerThread([answer = std::move(answer)] { return decodeHere<T>(answer); });
 }
 
 template QCoro::Task<AuthResponse> APIService::request(QString, QString, std::optional<QJsonObject>, bool) const;
@@ -179,9 +193,17 @@ QString APIService::tasksQuery(bool archived, std::optional<TaskStatus> status, 
 }
 
 QCoro::Task<TasksResponse> APIService::fetchTasks(bool archived, std::optional<TaskStatus> status,
-                                                  std::optional<qint64> folderId) const {
-    return request<TasksResponse>(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), u"GET"_s, std::nullopt,
-                                  true);
+                                                  std::optional<qint64> folderId, Arrived arrived) const {
+    QByteArray answer =
+        co_await send(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), u"GET"_s, std::nullopt, true);
+    if (arrived)
+        arrived();
+    if (answer.size() < decodeOnWorkerFromBytes)
+        co_return decodeHere<TasksResponse>(answer);
+    const QFuture<TasksResponse> decoded = decodeOnWorker<TasksResponse>(std::move(answer));
+    TasksResponse value = co_await decoded;
+    dropStoredResult(decoded);
+    co_return value;
 }
 
 QCoro::Task<TaskResponse> APIService::createTask(QString title, TaskPriority priority,
@@ -286,7 +308,8 @@ QCoro::Task<APIService::UsersResp> APIService::fetchAdminUsers() const {
     return request<UsersResp>(u"/api/admin/users"_s, u"GET"_s, std::nullopt, true);
 }
 
-template <class T> QCoro::Task<ConditionalRead<T>> APIService::requestIfChanged(QString path, QByteArray etag) const {
+template <class T>
+QCoro::Task<ConditionalRead<T>> APIService::requestIfChanged(QString path, QByteArray etag, Arrived arrived) const {
     QList<QPair<QByteArray, QByteArray>> conditions;
     if (!etag.isEmpty())
         conditions.append({QByteArray("If-None-Match"), etag});
@@ -295,26 +318,33 @@ template <class T> QCoro::Task<ConditionalRead<T>> APIService::requestIfChanged(
     ConditionalRead<T> read;
     const int statusCode = response.statusCode;
     if (statusCode == 304 && !etag.isEmpty()) {
+        if (arrived)
+            arrived();
         read.notModified = true;
         read.etag = std::move(etag);
         co_return read;
     }
     if (statusCode < 200 || statusCode > 299)
         throw APIError::httpError(statusCode, errorMessage(response.body, statusCode));
-    try {
-        read.value = decodeJson<T>(response.body);
-    } catch (const DecodeError& error) {
-        throw APIError::decodingError(error.message());
-    }
+    if (arrived)
+        arrived();
     read.etag = response.header("etag");
+    if (response.body.size() < decodeOnWorkerFromBytes) {
+        read.value = decodeHere<T>(response.body);
+    } else {
+        const QFuture<T> decoded = decodeOnWorker<T>(std::move(response.body));
+        read.value = co_await decoded;
+        dropStoredResult(decoded);
+    }
     co_return read;
 }
 
 QCoro::Task<ConditionalRead<TasksResponse>> APIService::fetchTasksIfChanged(bool archived,
                                                                             std::optional<TaskStatus> status,
                                                                             std::optional<qint64> folderId,
-                                                                            QByteArray etag) const {
-    return requestIfChanged<TasksResponse>(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), std::move(etag));
+                                                                            QByteArray etag, Arrived arrived) const {
+    return requestIfChanged<TasksResponse>(u"/api/tasks?"_s + tasksQuery(archived, status, folderId), std::move(etag),
+                                           std::move(arrived));
 }
 
 QCoro::Task<ConditionalRead<FoldersResponse>> APIService::fetchFoldersIfChanged(QByteArray etag) const {

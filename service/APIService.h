@@ -10,10 +10,12 @@
 #include "UserStats.h"
 
 #include <QCoroTask>
+#include <QFuture>
 #include <QJsonObject>
 #include <QUrl>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -46,6 +48,12 @@ public:
     };
 
     static constexpr std::chrono::milliseconds defaultTimeout{30'000};
+    // Answers from this size on are decoded on a worker thread: the event loop never waits for a
+    // long list to be read.
+    static constexpr qsizetype decodeOnWorkerFromBytes = 64 * 1024;
+    // Called on the caller's thread when an answer's body is in, before it is decoded: answers
+    // arrive in one order and may finish decoding in another.
+    using Arrived = std::function<void()>;
     static constexpr qint64 defaultMaxAnswerBytes = 256 * 1024 * 1024;
 
     // `base` is scheme and host without a trailing slash; paths are appended to it as text. Connections
@@ -69,7 +77,7 @@ public:
 
     QCoro::Task<AuthResponse> verifyKey(QString key) const;
     QCoro::Task<TasksResponse> fetchTasks(bool archived, std::optional<TaskStatus> status,
-                                          std::optional<qint64> folderId) const;
+                                          std::optional<qint64> folderId, Arrived arrived = {}) const;
     QCoro::Task<TaskResponse> createTask(QString title, TaskPriority priority, std::optional<QString> description,
                                          std::optional<QString> deadline) const;
     QCoro::Task<TaskResponse> updateTask(qint64 id, TaskUpdate update) const;
@@ -98,7 +106,7 @@ public:
     // are those of request().
     QCoro::Task<ConditionalRead<TasksResponse>> fetchTasksIfChanged(bool archived, std::optional<TaskStatus> status,
                                                                     std::optional<qint64> folderId,
-                                                                    QByteArray etag) const;
+                                                                    QByteArray etag, Arrived arrived = {}) const;
     QCoro::Task<ConditionalRead<FoldersResponse>> fetchFoldersIfChanged(QByteArray etag) const;
 
     // The bytes of an attachment file or an avatar, with the same time-out and the same errors as every
@@ -124,7 +132,12 @@ private:
     // Steps 1 to 8: the answer whatever its status. `extraHeaders` go after the standard ones.
     QCoro::Task<HttpResponse> exchange(QUrl url, QString method, std::optional<QJsonObject> body, bool authorized,
                                        QList<QPair<QByteArray, QByteArray>> extraHeaders = {}) const;
-    template <class T> QCoro::Task<ConditionalRead<T>> requestIfChanged(QString path, QByteArray etag) const;
+    template <class T>
+    QCoro::Task<ConditionalRead<T>> requestIfChanged(QString path, QByteArray etag, Arrived arrived = {}) const;
+    // A 2xx answer's body as a T; DecodeError becomes APIError. Long answers are decoded by
+    // decodeOnWorker(), whose future throws that error in the frame that awaits it.
+    template <class T> static T decodeHere(const QByteArray& answer);
+    template <class T> static QFuture<T> decodeOnWorker(QByteArray answer);
 
     QString m_base;
     const KeyValueStore& m_store;

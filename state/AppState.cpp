@@ -5,6 +5,7 @@
 #include "JsonWriter.h"
 #include "StateLog.h"
 #include "TransportError.h"
+#include "WorkerThread.h"
 
 #include <QPointer>
 
@@ -14,6 +15,9 @@ namespace {
 
 const QString tokenKey = u"vexo_token"_s;
 const QString userKey = u"vexo_user"_s;
+
+// From this many tasks, the rows of an answer are worked out on a worker thread.
+constexpr qsizetype prepareOnWorkerFrom = 2000;
 
 } // namespace
 
@@ -117,9 +121,21 @@ TaskFiltering::Counts AppState::counts() const {
     return TaskFiltering::count(m_taskList.tasks(), m_taskList.deadlines(), m_clock.now());
 }
 
-void AppState::setTasks(QList<VexoTask> tasks) {
-    if (m_taskList.assign(std::move(tasks)))
+void AppState::setTasks(TaskList::Rows rows) {
+    if (m_taskList.assign(std::move(rows)))
         Q_EMIT tasksChanged();
+}
+
+QCoro::Task<TaskList::Rows> AppState::prepareRows(QList<VexoTask> tasks) const {
+    QList<VexoTask> current = m_taskList.tasks();
+    if (tasks.size() < prepareOnWorkerFrom && current.size() < prepareOnWorkerFrom)
+        co_return TaskList::prepare(std::move(tasks), std::move(current));
+    // Named, not temporaries of the co_await expression: GCC 12 destroys those twice.
+    const QFuture<TaskList::Rows> prepared = onWorkerThread(
+        [tasks = std::move(tasks), current = std::move(current)] { return TaskList::prepare(tasks, current); });
+    TaskList::Rows rows = co_await prepared;
+    dropStoredResult(prepared);
+    co_return rows;
 }
 
 void AppState::replaceTask(const VexoTask& task) {
@@ -208,19 +224,30 @@ QCoro::Task<void> AppState::loadTasks() {
     QPointer<AppState> self(this);
     supersedeBackground();
     setLoadingTasks(true);
-    std::optional<TasksResponse> answer;
+    std::optional<TaskList::Rows> rows;
+    quint64 arrival = 0;
     std::exception_ptr failure;
+    // A named function, not a temporary in the call: GCC 12 destroys such a coroutine argument twice.
+    const APIService::Arrived arrived = [self, &arrival] {
+        if (self)
+            arrival = ++self->m_taskAnswers;
+    };
     try {
-        answer =
-            co_await m_api.fetchTasks(m_sidebarItem.showsArchive(), m_sidebarItem.statusFilter(), m_selectedFolderId);
+        TasksResponse answer = co_await m_api.fetchTasks(m_sidebarItem.showsArchive(), m_sidebarItem.statusFilter(),
+                                                         m_selectedFolderId, arrived);
+        if (self)
+            rows = co_await prepareRows(std::move(answer.tasks));
     } catch (...) {
         failure = std::current_exception();
     }
     if (!self)
         co_return;
-    if (answer) {
-        setTasks(std::move(answer->tasks));
-        Q_EMIT tasksLoaded();
+    if (rows) {
+        if (arrival > m_appliedTaskAnswer) {
+            m_appliedTaskAnswer = arrival;
+            setTasks(std::move(*rows));
+            Q_EMIT tasksLoaded();
+        }
     } else {
         showToast(describe(failure));
     }
@@ -481,9 +508,14 @@ QCoro::Task<AppState::BackgroundRefresh> AppState::refreshInBackground() {
 
     // Both requests are on the wire before either is awaited.
     std::optional<QCoro::Task<ConditionalRead<TasksResponse>>> tasksRequest;
+    quint64 arrival = 0;
+    const APIService::Arrived arrived = [self, &arrival] {
+        if (self)
+            arrival = ++self->m_taskAnswers;
+    };
+    const QByteArray etag = m_taggedTasks.query == query ? m_taggedTasks.etag : QByteArray();
     if (withTasks)
-        tasksRequest.emplace(m_api.fetchTasksIfChanged(
-            archived, status, folderId, m_taggedTasks.query == query ? m_taggedTasks.etag : QByteArray()));
+        tasksRequest.emplace(m_api.fetchTasksIfChanged(archived, status, folderId, etag, arrived));
     QCoro::Task<ConditionalRead<FoldersResponse>> foldersRequest = m_api.fetchFoldersIfChanged(m_taggedFolders.etag);
     std::optional<ConditionalRead<TasksResponse>> tasks;
     std::optional<ConditionalRead<FoldersResponse>> folders;
@@ -500,10 +532,18 @@ QCoro::Task<AppState::BackgroundRefresh> AppState::refreshInBackground() {
     } catch (...) {
         failure = std::current_exception();
     }
+    QList<VexoTask> taskList;
+    std::optional<TaskList::Rows> rows;
+    if (self && tasks) {
+        taskList = tasks->notModified ? m_taggedTasks.tasks : std::move(tasks->value->tasks);
+        rows = co_await prepareRows(taskList);
+    }
     if (!self)
         co_return BackgroundRefresh::superseded;
     if (m_loads != loads || !m_isLoggedIn ||
         APIService::tasksQuery(m_sidebarItem.showsArchive(), m_sidebarItem.statusFilter(), m_selectedFolderId) != query)
+        co_return BackgroundRefresh::superseded;
+    if (tasks && arrival < m_appliedTaskAnswer)
         co_return BackgroundRefresh::superseded;
     if (m_edits != edits)
         co_return BackgroundRefresh::overtaken;
@@ -518,9 +558,9 @@ QCoro::Task<AppState::BackgroundRefresh> AppState::refreshInBackground() {
         }
     }
     if (tasks) {
-        QList<VexoTask> list = tasks->notModified ? m_taggedTasks.tasks : std::move(tasks->value->tasks);
-        m_taggedTasks = {query, tasks->etag, list};
-        if (m_taskList.assign(std::move(list))) {
+        m_taggedTasks = {query, tasks->etag, std::move(taskList)};
+        m_appliedTaskAnswer = arrival;
+        if (m_taskList.assign(std::move(*rows))) {
             Q_EMIT tasksChanged();
             changed = true;
         }

@@ -193,7 +193,9 @@ private:
 
     void restoreSession();
     void saveSession(const QString& token, const User& user);
-    void setTasks(QList<VexoTask> tasks);
+    void setTasks(TaskList::Rows rows);
+    // What the list keeps of each task, worked out on a worker thread for a long list.
+    QCoro::Task<TaskList::Rows> prepareRows(QList<VexoTask> tasks) const;
     void replaceTask(const VexoTask& task);
     void removeTasks(qint64 id);
     void setLoadingTasks(bool loading);
@@ -235,6 +237,11 @@ private:
     // started, and changes applied from operations' answers.
     quint64 m_loads = 0;
     quint64 m_edits = 0;
+    // Answers to task list reads numbered as they arrive, and the number of the last one applied:
+    // an answer still being decoded when a later one is applied is dropped, so the answer that
+    // arrived last is what stays, however long each took to decode.
+    quint64 m_taskAnswers = 0;
+    quint64 m_appliedTaskAnswer = 0;
     // What the service last sent for the task query and the folders, with its tag: a "not
     // modified" answer means exactly this.
     struct TaggedTasks {

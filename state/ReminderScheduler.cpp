@@ -4,6 +4,8 @@
 #include "DesktopPreferences.h"
 #include "ServerDate.h"
 #include "StateLog.h"
+#include "TaskFiltering.h"
+#include "WorkerThread.h"
 
 #include <QPointer>
 
@@ -64,6 +66,7 @@ void ReminderScheduler::setActive(bool active) {
         m_checkTimer.stop();
         m_refreshTimer.stop();
         m_tasks.clear();
+        m_deadlines.clear();
     }
 }
 
@@ -86,6 +89,18 @@ void ReminderScheduler::refresh() {
     (void)fetch();
 }
 
+ReminderScheduler::Pending ReminderScheduler::pendingOf(QList<VexoTask> tasks) {
+    Pending pending;
+    // Copied, not moved: the list may be shared, and moving would copy all of it first.
+    for (const VexoTask& task : std::as_const(tasks)) {
+        if (task.status == TaskStatus::pending && !task.isArchived()) {
+            pending.deadlines.append(TaskFiltering::deadlineOf(task));
+            pending.tasks.append(task);
+        }
+    }
+    return pending;
+}
+
 QCoro::Task<void> ReminderScheduler::fetch() {
     QPointer<ReminderScheduler> self(this);
     const quint64 session = m_session;
@@ -96,16 +111,25 @@ QCoro::Task<void> ReminderScheduler::fetch() {
     } catch (...) {
         qCInfo(lcState) << "reminders: pending tasks not fetched:" << AppState::describe(std::current_exception());
     }
+    std::optional<Pending> pending;
+    if (self && answer) {
+        // A long list is sifted, and its deadlines read, away from the event loop.
+        if (answer->tasks.size() < 2000) {
+            pending = pendingOf(std::move(answer->tasks));
+        } else {
+            // Named, not a temporary of the co_await expression: GCC 12 destroys those twice.
+            const QFuture<Pending> sifted =
+                onWorkerThread([tasks = std::move(answer->tasks)] { return pendingOf(tasks); });
+            pending = co_await sifted;
+            dropStoredResult(sifted);
+        }
+    }
     if (!self)
         co_return;
     m_fetching = false;
-    if (answer && session == m_session && m_active) {
-        QList<VexoTask> pending;
-        for (VexoTask& task : answer->tasks) {
-            if (task.status == TaskStatus::pending && !task.isArchived())
-                pending.append(std::move(task));
-        }
-        m_tasks = std::move(pending);
+    if (pending && session == m_session && m_active) {
+        m_tasks = std::move(pending->tasks);
+        m_deadlines = std::move(pending->deadlines);
         check();
     }
     Q_EMIT refreshed();
@@ -129,11 +153,11 @@ void ReminderScheduler::rearm(const QDateTime& now) {
     // whichever is sooner, so a reminder is neither late by the interval nor missed after a clock jump.
     const qint64 lead = qint64(m_preferences.leadMinutes()) * 60 * 1000;
     qint64 next = std::chrono::milliseconds(checkInterval).count();
-    for (const VexoTask& task : std::as_const(m_tasks)) {
-        const std::optional<QDateTime> deadline = task.deadline ? parseServerDate(*task.deadline) : std::nullopt;
-        if (!deadline)
+    const qint64 nowMs = now.toMSecsSinceEpoch();
+    for (const qint64 deadline : std::as_const(m_deadlines)) {
+        if (deadline == TaskFiltering::noDeadline)
             continue;
-        const qint64 untilDeadline = now.msecsTo(*deadline);
+        const qint64 untilDeadline = deadline - nowMs;
         for (const qint64 until : {untilDeadline - lead, untilDeadline}) {
             if (until > 0 && until < next)
                 next = until;
@@ -145,13 +169,12 @@ void ReminderScheduler::rearm(const QDateTime& now) {
 void ReminderScheduler::fireDue(const QDateTime& now) {
     const qint64 lead = qint64(m_preferences.leadMinutes()) * 60;
     QList<Due> due;
-    for (const VexoTask& task : std::as_const(m_tasks)) {
-        if (!task.deadline)
+    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
+        if (m_deadlines[i] == TaskFiltering::noDeadline)
             continue;
-        const std::optional<QDateTime> deadline = parseServerDate(*task.deadline);
-        if (!deadline)
-            continue;
-        const qint64 left = now.secsTo(*deadline);
+        const VexoTask& task = m_tasks[i];
+        const QDateTime deadline = QDateTime::fromMSecsSinceEpoch(m_deadlines[i], Qt::UTC);
+        const qint64 left = now.secsTo(deadline);
         std::optional<Kind> kind;
         if (lead > 0 && left > 0 && left <= lead)
             kind = Kind::soon;
@@ -159,7 +182,7 @@ void ReminderScheduler::fireDue(const QDateTime& now) {
             kind = Kind::overdue;
         if (!kind || m_fired.contains(firedKey(task.id, *task.deadline, *kind)))
             continue;
-        due.append(Due{task, *kind, *deadline});
+        due.append(Due{task, *kind, deadline});
     }
     if (due.isEmpty())
         return;

@@ -71,6 +71,12 @@ private:
         QDateTime deadline;
     };
 
+    struct Pending {
+        QList<VexoTask> tasks;
+        QList<qint64> deadlines;
+    };
+    static Pending pendingOf(QList<VexoTask> tasks);
+
     QCoro::Task<void> fetch();
     void fireDue(const QDateTime& now);
     void rearm(const QDateTime& now);
@@ -89,6 +95,8 @@ private:
     bool m_fetchAgain = false;
     quint64 m_session = 0; // changes on every activation, so a late answer of an earlier one is dropped
     QList<VexoTask> m_tasks;
+    // In step with m_tasks: their deadlines as TaskFiltering::deadlineOf() reads them, read once per fetch.
+    QList<qint64> m_deadlines;
     // "id <tab> kind <tab> deadline text" of every reminder that has fired and may still fall due.
     QSet<QString> m_fired;
     QTimer m_checkTimer;

@@ -1,5 +1,6 @@
 #include "TaskList.h"
 
+#include "HtmlText.h"
 #include "TaskFiltering.h"
 
 #include <QHash>
@@ -28,6 +29,10 @@ QList<qsizetype> longestIncreasingRun(const QList<qsizetype>& values) {
     for (qsizetype i = tails.isEmpty() ? -1 : tails.last(), k = tails.size() - 1; i >= 0; i = previous[i], --k)
         run[k] = i;
     return run;
+}
+
+bool hasPreview(const VexoTask& task) {
+    return task.description && hasPlainText(task.description->utf8());
 }
 
 template <class T> bool hasDuplicates(const QList<T>& values) {
@@ -61,6 +66,8 @@ QVariant TaskList::data(const QModelIndex& index, int role) const {
         return QVariant::fromValue(task);
     case IdRole:
         return task.id;
+    case HasPreviewRole:
+        return m_previews[index.row()];
     default:
         return {};
     }
@@ -75,10 +82,12 @@ void TaskList::insertAt(qsizetype row, const VexoTask* tasks, qsizetype count) {
     m_tasks.insert(row, count, VexoTask());
     m_ids.insert(row, count, 0);
     m_deadlines.insert(row, count, TaskFiltering::noDeadline);
+    m_previews.insert(row, count, false);
     for (qsizetype i = 0; i < count; ++i) {
         m_tasks[row + i] = tasks[i];
         m_ids[row + i] = tasks[i].id;
         m_deadlines[row + i] = TaskFiltering::deadlineOf(tasks[i]);
+        m_previews[row + i] = hasPreview(tasks[i]);
     }
     endInsertRows();
 }
@@ -88,6 +97,7 @@ void TaskList::removeRange(qsizetype row, qsizetype count) {
     m_tasks.remove(row, count);
     m_ids.remove(row, count);
     m_deadlines.remove(row, count);
+    m_previews.remove(row, count);
     endRemoveRows();
 }
 
@@ -95,6 +105,7 @@ void TaskList::changeRange(qsizetype row, const VexoTask* tasks, qsizetype count
     for (qsizetype i = 0; i < count; ++i) {
         m_tasks[row + i] = tasks[i];
         m_deadlines[row + i] = TaskFiltering::deadlineOf(tasks[i]);
+        m_previews[row + i] = hasPreview(tasks[i]);
     }
     Q_EMIT dataChanged(index(int(row)), index(int(row + count - 1)));
 }
@@ -129,19 +140,46 @@ bool TaskList::removeAll(qint64 id) {
     return removed;
 }
 
-bool TaskList::assign(QList<VexoTask> next) {
-    if (next == m_tasks)
+TaskList::Rows TaskList::prepare(QList<VexoTask> tasks, QList<VexoTask> current) {
+    Rows rows;
+    rows.ids.reserve(tasks.size());
+    rows.deadlines.reserve(tasks.size());
+    rows.previews.reserve(tasks.size());
+    for (const VexoTask& task : std::as_const(tasks)) {
+        rows.ids.append(task.id);
+        rows.deadlines.append(TaskFiltering::deadlineOf(task));
+        rows.previews.append(hasPreview(task));
+    }
+    rows.uniqueIds = !hasDuplicates(rows.ids);
+    rows.sameAsBasis = tasks == current;
+    QList<qint64> basisIds;
+    basisIds.reserve(current.size());
+    for (const VexoTask& task : std::as_const(current))
+        basisIds.append(task.id);
+    rows.basisIdsUnique = !hasDuplicates(basisIds);
+    rows.tasks = std::move(tasks);
+    rows.basis = std::move(current);
+    return rows;
+}
+
+bool TaskList::assign(Rows rows) {
+    // The comparison was made already, unless the list changed since.
+    const bool current = rows.basis.isSharedWith(m_tasks) || (rows.basis.isEmpty() && m_tasks.isEmpty());
+    const bool same = current ? rows.sameAsBasis : rows.tasks == m_tasks;
+    const bool idsUnique = current ? rows.basisIdsUnique : !hasDuplicates(m_ids);
+    // Let go of the copy before rows change: it would make them copy the whole list.
+    rows.basis = {};
+    if (same)
         return false;
-    QList<qint64> nextIds;
-    nextIds.reserve(next.size());
-    for (const VexoTask& task : std::as_const(next))
-        nextIds.append(task.id);
-    if (hasDuplicates(nextIds) || hasDuplicates(m_ids)) {
+    QList<VexoTask> next = std::move(rows.tasks);
+    QList<qint64> nextIds = std::move(rows.ids);
+    if (!rows.uniqueIds || !idsUnique) {
         // Matching by id means nothing when ids repeat: a new list outright.
         beginResetModel();
         m_tasks = std::move(next);
         m_ids = std::move(nextIds);
-        m_deadlines = TaskFiltering::deadlinesOf(m_tasks);
+        m_deadlines = std::move(rows.deadlines);
+        m_previews = std::move(rows.previews);
         endResetModel();
         return true;
     }
@@ -173,7 +211,8 @@ bool TaskList::assign(QList<VexoTask> next) {
             beginInsertRows({}, 0, int(next.size()) - 1);
             m_tasks = std::move(next);
             m_ids = std::move(nextIds);
-            m_deadlines = TaskFiltering::deadlinesOf(m_tasks);
+            m_deadlines = std::move(rows.deadlines);
+            m_previews = std::move(rows.previews);
             endInsertRows();
         }
         return true;

@@ -15,7 +15,25 @@ class TaskList final : public QAbstractListModel {
     Q_OBJECT
 
 public:
-    enum Role { TaskRole = Qt::UserRole + 1, IdRole };
+    // HasPreviewRole: whether the row shows a line of its description's plain text (bool).
+    enum Role { TaskRole = Qt::UserRole + 1, IdRole, HasPreviewRole };
+
+    // A list ready to be taken in: the tasks with what the rows keep of each, worked out by
+    // prepare() where the list was decoded (a worker thread for long lists), so that assigning it
+    // leaves the event loop little more than the row changes to do.
+    struct Rows {
+        QList<VexoTask> tasks;
+        QList<qint64> ids;
+        QList<qint64> deadlines;
+        QList<bool> previews;
+        bool uniqueIds = true;
+        // The loaded list prepare() compared the tasks with, and whether they were equal to it.
+        QList<VexoTask> basis;
+        bool sameAsBasis = false;
+        bool basisIdsUnique = true;
+    };
+    // Thread-safe; `current` is the list to compare with (a copy of tasks() taken on the list's thread).
+    static Rows prepare(QList<VexoTask> tasks, QList<VexoTask> current = {});
 
     explicit TaskList(QObject* parent = nullptr);
 
@@ -27,11 +45,13 @@ public:
     // In step with tasks(): their ids, and their deadlines as TaskFiltering::deadlineOf() reads them.
     const QList<qint64>& ids() const { return m_ids; }
     const QList<qint64>& deadlines() const { return m_deadlines; }
+    const QList<bool>& previews() const { return m_previews; }
     // The first row holding that id, or -1.
     int rowOf(qint64 id) const { return int(m_ids.indexOf(id)); }
 
     // Each returns whether the list changed.
-    bool assign(QList<VexoTask> next);
+    bool assign(QList<VexoTask> next) { return assign(prepare(std::move(next), m_tasks)); }
+    bool assign(Rows next);
     void prepend(const VexoTask& task);
     // The first task with task.id becomes task.
     bool replaceFirst(const VexoTask& task);
@@ -46,4 +66,5 @@ private:
     QList<VexoTask> m_tasks;
     QList<qint64> m_ids;
     QList<qint64> m_deadlines;
+    QList<bool> m_previews;
 };

@@ -64,6 +64,8 @@ const VexoTask& TaskListModel::taskAt(int row) const {
 QVariant TaskListModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
+    if (role == HasPreviewRole)
+        return m_source.previews()[m_rows[index.row()]];
     const VexoTask& task = taskAt(index.row());
     switch (role) {
     case Qt::DisplayRole:

@@ -36,6 +36,10 @@ public:
 
     explicit TaskListModel(AppState& state, QObject* parent = nullptr);
 
+    // Whether the row shows a line of its description's plain text (bool): read for every row's
+    // height, so it is worked out once per task when the list arrives.
+    static constexpr int HasPreviewRole = Qt::UserRole + 0x100;
+
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;

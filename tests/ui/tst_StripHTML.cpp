@@ -35,6 +35,31 @@ private Q_SLOTS:
         QFETCH(QString, plain);
         QCOMPARE(stripHTML(html), plain);
     }
+
+    // The row's preview flag, read from the UTF-8 form, says exactly whether stripHTML leaves text.
+    void previewFlagFollowsStrip_data() {
+        strip_data();
+        QTest::newRow("nbsp only") << u"&nbsp;&nbsp; <br>"_s << QString();
+        QTest::newRow("nbsp split by a tag") << u"&nb<b>sp;"_s << QString();
+        QTest::newRow("nbsp then text") << u"&nbsp;x"_s << u"x"_s;
+        QTest::newRow("nbsp without semicolon") << u"&nbsp"_s << u"&nbsp"_s;
+        QTest::newRow("ampersand then nbsp") << u"&&nbsp;"_s << u"&"_s;
+        QTest::newRow("no-break space") << u"\u00a0<p>\u3000\u2003</p>"_s << QString();
+        QTest::newRow("no-break space then text") << u"\u00a0ж"_s << u"ж"_s;
+        QTest::newRow("emoji") << u"<i>\U0001F600</i>"_s << u"\U0001F600"_s;
+        QTest::newRow("only a lone bracket") << u"<"_s << u"<"_s;
+        QTest::newRow("empty tag brackets") << u"<>"_s << u"<>"_s;
+        QTest::newRow("lt entity") << u"<p>&lt;</p>"_s << u"<"_s;
+        QTest::newRow("spaces between tags") << u"<p>\t</p>\r\n<div> </div>"_s << QString();
+        QTest::newRow("text after many tags") << u"<a><b><c><d>z"_s << u"z"_s;
+    }
+
+    void previewFlagFollowsStrip() {
+        QFETCH(QString, html);
+        QFETCH(QString, plain);
+        QCOMPARE(stripHTML(html), plain);
+        QCOMPARE(hasPlainText(html.toUtf8()), !plain.isEmpty());
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_StripHTML)

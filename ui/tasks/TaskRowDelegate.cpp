@@ -75,27 +75,14 @@ QString TaskRowDelegate::previewOf(const VexoTask& task) const {
     return stripHTML(*task.description);
 }
 
-bool TaskRowDelegate::hasPreview(const VexoTask& task) const {
-    if (!task.description || task.description->isEmpty())
-        return false;
-    // Row heights are asked for every row; whether a description shows anything is remembered
-    // (the text itself is made only for the rows being painted).
-    auto found = m_hasPreview.find(task.id);
-    if (found == m_hasPreview.end() || !found->description.isSharedWith(*task.description)) {
-        if (m_hasPreview.size() > 500'000)
-            m_hasPreview.clear();
-        found = m_hasPreview.insert(task.id, Preview{*task.description, !stripHTML(*task.description).isEmpty()});
-    }
-    return found->present;
-}
-
 QRect TaskRowDelegate::checkBoxRect(const QRect& rowRect) {
     return QRect(rowRect.left() + padX, rowRect.top() + padY + 2, checkSize, checkSize);
 }
 
 QSize TaskRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    const int height = padY + titleHeight + lineGap + (hasPreview(taskOf(index)) ? previewHeight + lineGap : 0) +
-                       markerHeight + padY + gap;
+    // Asked of every row: the model knows whether a row has a preview line without reading its text.
+    const bool preview = index.data(TaskListModel::HasPreviewRole).toBool();
+    const int height = padY + titleHeight + lineGap + (preview ? previewHeight + lineGap : 0) + markerHeight + padY + gap;
     // The list gives every row its full width; asking for none keeps a horizontal scroll bar away.
     Q_UNUSED(option);
     return {1, height};

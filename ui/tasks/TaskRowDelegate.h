@@ -59,13 +59,6 @@ private:
     Theme& m_theme;
     const Clock& m_clock;
     std::function<std::optional<Folder>(qint64)> m_folderLookup;
-    bool hasPreview(const VexoTask& task) const;
-
-    struct Preview {
-        QString description; // shares the task's text: a changed description is a different string
-        bool present = false;
-    };
-    mutable QHash<qint64, Preview> m_hasPreview;
     QPersistentModelIndex m_pressedOnCheckBox;
 
     // The row under the pointer fades to the hover colour in 0.1 s, the one it left fades back.
