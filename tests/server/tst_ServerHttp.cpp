@@ -268,6 +268,27 @@ private Q_SLOTS:
         QCOMPARE(answer->status, 200);
     }
 
+    // The cap on connections in all holds even when every one comes from an address still under its
+    // own cap.
+    void connectionsInAllAreCapped() {
+        HttpLimits limits;
+        limits.maxConnections = 3;
+        start(limits);
+        std::vector<std::unique_ptr<RawConnection>> held;
+        for (int i = 0; i < 3; ++i) {
+            held.push_back(std::make_unique<RawConnection>(m_service->port()));
+            held.back()->send(request("GET", "/api/folders"));
+            const auto answer = held.back()->nextAnswer(10'000);
+            QVERIFY(answer);
+            QCOMPARE(answer->status, 200);
+        }
+        RawConnection fourth(m_service->port());
+        const auto refused = fourth.nextAnswer(10'000);
+        QVERIFY2(refused, "a connection over the cap in all was accepted");
+        QCOMPARE(refused->status, 503);
+        QVERIFY(fourth.waitForClose(10'000));
+    }
+
     void headerLimits_data() {
         QTest::addColumn<QByteArray>("head");
         QTest::addColumn<int>("status");
