@@ -279,5 +279,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_FocusRings)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_FocusRings, "UTC")
 #include "tst_FocusRings.moc"

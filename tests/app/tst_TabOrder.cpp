@@ -189,5 +189,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_TabOrder)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_TabOrder, "UTC")
 #include "tst_TabOrder.moc"

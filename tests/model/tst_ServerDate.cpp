@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <ctime>
+
 using namespace Qt::StringLiterals;
 
 // Runs under several TZ values (see CMakeLists.txt); the expected local texts are per zone.
@@ -101,5 +103,16 @@ private Q_SLOTS:
     void absentDeadline() { QCOMPARE(::formatDeadline(std::nullopt), u"Без дедлайна"_s); }
 };
 
-QTEST_GUILESS_MAIN(tst_ServerDate)
+// CTest runs this in each of the zones above; started in any other zone, it runs in UTC.
+int main(int argc, char** argv) {
+    static const QByteArrayList known{"UTC", "Europe/Moscow", "America/New_York", "Asia/Kolkata"};
+    if (!known.contains(qgetenv("TZ"))) {
+        qputenv("TZ", "UTC");
+        tzset();
+    }
+    QCoreApplication app(argc, argv);
+    tst_ServerDate test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_ServerDate.moc"

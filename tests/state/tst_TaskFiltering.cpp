@@ -1,3 +1,4 @@
+#include "FixedZone.h"
 #include "TaskFiltering.h"
 
 #include <QTest>
@@ -113,5 +114,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_TaskFiltering)
+VEXO_TEST_MAIN_IN_ZONE(tst_TaskFiltering, "Europe/Moscow")
 #include "tst_TaskFiltering.moc"

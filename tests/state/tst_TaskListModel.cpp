@@ -1,3 +1,4 @@
+#include "FixedZone.h"
 #include "AppState.h"
 #include "Await.h"
 #include "MemoryStore.h"
@@ -464,5 +465,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_TaskListModel)
+VEXO_TEST_MAIN_IN_ZONE(tst_TaskListModel, "UTC")
 #include "tst_TaskListModel.moc"

@@ -1,3 +1,4 @@
+#include "FixedZone.h"
 #include "StateRig.h"
 
 #include <QJsonDocument>
@@ -412,5 +413,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_TaskRules)
+VEXO_TEST_MAIN_IN_ZONE(tst_TaskRules, "UTC")
 #include "tst_TaskRules.moc"

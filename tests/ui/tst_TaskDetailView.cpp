@@ -430,5 +430,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_TaskDetailView)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_TaskDetailView, "UTC")
 #include "tst_TaskDetailView.moc"

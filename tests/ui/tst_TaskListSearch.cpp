@@ -258,5 +258,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_TaskListSearch)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_TaskListSearch, "UTC")
 #include "tst_TaskListSearch.moc"

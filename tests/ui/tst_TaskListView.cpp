@@ -344,5 +344,5 @@ private Q_SLOTS:
     }
 };
 
-VEXO_WIDGET_TEST_MAIN(tst_TaskListView)
+VEXO_WIDGET_TEST_MAIN_IN_ZONE(tst_TaskListView, "UTC")
 #include "tst_TaskListView.moc"
