@@ -553,6 +553,28 @@ private Q_SLOTS:
         QVERIFY(m_server.requests().isEmpty());
     }
 
+    void theDocumentItselfLoadsNothing_data() {
+        QTest::addColumn<QString>("html");
+        for (const HostileDescription& description : fileReferencingDescriptions(m_picture))
+            QTest::newRow(qPrintable(description.name)) << description.html;
+    }
+
+    // The view's document is a guard of its own: HTML that reached it past the sanitizer still
+    // loads no file when it is laid out and drawn.
+    void theDocumentItselfLoadsNothing() {
+        QFETCH(QString, html);
+        FolderWatch folder(m_folder.path());
+        {
+            auto view = shownView();
+            view->document()->setHtml(html);
+            QImage picture(view->size(), QImage::Format_ARGB32);
+            view->render(&picture);
+            QCoreApplication::processEvents();
+        }
+        const QStringList opened = folder.events();
+        QVERIFY2(opened.isEmpty(), qPrintable(opened.join(u", "_s)));
+    }
+
     void hostileCorpusCompletes_data() {
         QTest::addColumn<QString>("html");
         for (const HostileDescription& description : hostileDescriptions())
