@@ -147,7 +147,8 @@ private:
 
 struct ClientApp {
     ClientApp()
-        : app(*new int(1), new char* [1] { const_cast<char*>("bench_live") }) {
+        : app(
+              *new int(1), new char* [1] { const_cast<char*>("bench_live") }) {
         QApplication::setOrganizationName(u"vexo"_s);
         QApplication::setApplicationName(u"vexo-tasks"_s);
     }
@@ -191,8 +192,8 @@ int runLive(const QString& dataDir) {
         };
         QProcess add;
         since.start();
-        add.start(QStringLiteral(VEXO_SERVER_BINARY), {u"task"_s, u"add"_s, u"--telegram-id"_s, u"77"_s, u"--title"_s,
-                                                       title, u"--data"_s, dataDir});
+        add.start(QStringLiteral(VEXO_SERVER_BINARY),
+                  {u"task"_s, u"add"_s, u"--telegram-id"_s, u"77"_s, u"--title"_s, title, u"--data"_s, dataDir});
         add.waitForStarted();
         if (!waitFor([&] { return add.state() == QProcess::NotRunning; }, 30'000))
             return 1;
@@ -331,15 +332,15 @@ QString runServerCommand(const QStringList& arguments) {
 }
 
 int runHarness() {
-    QCoreApplication app(*new int(1), new char* [1] { const_cast<char*>("bench_live") });
+    QCoreApplication app(
+        *new int(1), new char* [1] { const_cast<char*>("bench_live") });
     QTemporaryDir dir;
     const QString data = dir.filePath(u"data"_s);
     const QString key = runServerCommand({u"user"_s, u"add"_s, u"--telegram-id"_s, u"77"_s, u"--data"_s, data});
     runServerCommand({u"task"_s, u"add"_s, u"--telegram-id"_s, u"77"_s, u"--title"_s, u"Первая"_s, u"--data"_s, data});
 
     QProcess server;
-    server.start(QStringLiteral(VEXO_SERVER_BINARY),
-                 {u"serve"_s, u"--listen"_s, u"127.0.0.1:0"_s, u"--data"_s, data});
+    server.start(QStringLiteral(VEXO_SERVER_BINARY), {u"serve"_s, u"--listen"_s, u"127.0.0.1:0"_s, u"--data"_s, data});
     QString serverOut;
     while (server.waitForReadyRead(20'000)) {
         serverOut += QString::fromUtf8(server.readAllStandardOutput());
@@ -362,8 +363,9 @@ int runHarness() {
         QDir().mkpath(config + u"/vexo"_s);
         QSettings settings(config + u"/vexo/vexo-tasks.ini"_s, QSettings::IniFormat);
         settings.setValue(u"vexo_token"_s, auth.value(u"token"_s).toString());
-        settings.setValue(u"vexo_user"_s,
-                          QString::fromUtf8(QJsonDocument(auth.value(u"user"_s).toObject()).toJson(QJsonDocument::Compact)));
+        settings.setValue(
+            u"vexo_user"_s,
+            QString::fromUtf8(QJsonDocument(auth.value(u"user"_s).toObject()).toJson(QJsonDocument::Compact)));
         settings.sync();
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"XDG_CONFIG_HOME"_s, config);

@@ -32,4 +32,3 @@ struct ApiRequest {
     // The body as a JSON object; anything else is a 400.
     QJsonObject jsonObject() const;
 };
-

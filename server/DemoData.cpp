@@ -138,8 +138,8 @@ qint64 ensure(ServerContext& context) {
         return existing->user.id;
 
     const QDateTime now = context.clock.now();
-    const QString avatarName = context.storage.addAvatar(
-        gradientPng(128, 128, qRgb(0xE9, 0x75, 0x53), qRgb(0x8B, 0x5C, 0xF6)), u"png"_s);
+    const QString avatarName =
+        context.storage.addAvatar(gradientPng(128, 128, qRgb(0xE9, 0x75, 0x53), qRgb(0x8B, 0x5C, 0xF6)), u"png"_s);
 
     NewUser person;
     person.telegramId = id;

@@ -8,7 +8,8 @@
 class PostgresAddress;
 
 // The vexo-server command line: serve, user add, user key, task add, attach, outbox, migrate; --help
-// and --version. Every command runs on SQLite in --data or on the PostgreSQL database of --database. Exit codes: 0 done, 1 failed, 2 the command line itself was refused.
+// and --version. Every command runs on SQLite in --data or on the PostgreSQL database of --database. Exit codes: 0
+// done, 1 failed, 2 the command line itself was refused.
 class ServerCli final {
 public:
     ServerCli(QTextStream& out, QTextStream& err)

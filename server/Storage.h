@@ -6,9 +6,9 @@
 #include "ChangeWatch.h"
 #include "Envelopes.h"
 #include "Folder.h"
+#include "JsonWriter.h"
 #include "TaskAttachment.h"
 #include "User.h"
-#include "JsonWriter.h"
 #include "VexoTask.h"
 
 #include <QByteArray>
@@ -135,9 +135,8 @@ public:
     // An attachment of the user's task, with its content.
     virtual std::optional<AttachmentFile> attachmentFile(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
     // Stores the content and its row; nothing when there is no such task.
-    virtual std::optional<TaskAttachment> addAttachment(qint64 taskId, const QString& filename,
-                                                        const QString& mimetype, const QByteArray& content,
-                                                        const QString& now) = 0;
+    virtual std::optional<TaskAttachment> addAttachment(qint64 taskId, const QString& filename, const QString& mimetype,
+                                                        const QByteArray& content, const QString& now) = 0;
     // The row and its content.
     virtual bool deleteAttachment(qint64 userId, qint64 taskId, qint64 attachmentId) = 0;
 

@@ -119,9 +119,8 @@ HttpReply TaskApi::list(ApiRequest& request) {
         tag << "s" + rawValue(*filter.status).toLatin1();
     if (filter.folderId)
         tag << "f" + QByteArray::number(*filter.folderId);
-    return EntityTag::answer(request, EntityTag::make(tag), [&] {
-        return HttpReply::json(m_context.storage.tasksJson(userId, filter));
-    });
+    return EntityTag::answer(request, EntityTag::make(tag),
+                             [&] { return HttpReply::json(m_context.storage.tasksJson(userId, filter)); });
 }
 
 VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source) {

@@ -22,7 +22,7 @@ const QString tokenKey = u"vexo_token"_s;
 // Answers are decoded where they were received.
 static_assert(simdjson::SIMDJSON_PADDING <= HttpExchange::bodyPadding);
 
-// Step 10: the service's {"error": "…"} text when there is one, else the standard phrase.
+// An error answer reads as the service's {"error": "…"} text when there is one, else the standard phrase.
 QString errorMessage(const QByteArray& body, int statusCode) {
     const QJsonDocument document = QJsonDocument::fromJson(body);
     const QJsonValue error = document.isObject() ? document.object().value(u"error"_s) : QJsonValue();

@@ -105,8 +105,8 @@ public:
     // a list the service still holds unchanged comes back as notModified, without a body. Failures
     // are those of request().
     QCoro::Task<ConditionalRead<TasksResponse>> fetchTasksIfChanged(bool archived, std::optional<TaskStatus> status,
-                                                                    std::optional<qint64> folderId,
-                                                                    QByteArray etag, Arrived arrived = {}) const;
+                                                                    std::optional<qint64> folderId, QByteArray etag,
+                                                                    Arrived arrived = {}) const;
     QCoro::Task<ConditionalRead<FoldersResponse>> fetchFoldersIfChanged(QByteArray etag) const;
 
     // The bytes of an attachment file or an avatar, with the same time-out and the same errors as every

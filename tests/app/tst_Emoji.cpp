@@ -150,7 +150,8 @@ private Q_SLOTS:
     void aDescriptionGetsItsEmojiSet() {
         HTMLTextView view(*m_theme);
         view.resize(500, 300);
-        view.setHtmlDescription(u"<p>Заказать <b>до пятницы ❤️</b></p><ul><li>торт 🎂 и ⚡</li></ul>"_s);
+        view.setHtmlDescription(
+            u"<p>Заказать <b>до пятницы ❤️</b></p><ul><li>торт 🎂 и ⚡</li></ul>"_s);
         QTRY_VERIFY(view.toPlainText().contains(u"⚡"_s));
         QTextDocument& document = *view.document();
         const auto familiesAt = [&](const QString& text) {

@@ -46,6 +46,18 @@ private:
     qint64 m_taskId = 0;
 
     // A fresh service with these limits and one signed-in user who has one task.
+    // Opens `count` connections that are each served once and stay open.
+    bool holdServedConnections(int count, std::vector<std::unique_ptr<RawConnection>>& held) {
+        for (int i = 0; i < count; ++i) {
+            held.push_back(std::make_unique<RawConnection>(m_service->port()));
+            held.back()->send(request("GET", "/api/folders"));
+            const auto answer = held.back()->nextAnswer(10'000);
+            if (!answer || answer->status != 200)
+                return false;
+        }
+        return true;
+    }
+
     void start(const HttpLimits& limits = HttpLimits()) {
         m_service = std::make_unique<LocalService>(QDateTime(QDate(2025, 3, 5), QTime(12, 0), Qt::UTC), limits);
         m_service->addUser(u"1"_s);
@@ -243,13 +255,7 @@ private Q_SLOTS:
         limits.maxConnectionsPerAddress = 3;
         start(limits);
         std::vector<std::unique_ptr<RawConnection>> held;
-        for (int i = 0; i < 3; ++i) {
-            held.push_back(std::make_unique<RawConnection>(m_service->port()));
-            held.back()->send(request("GET", "/api/folders"));
-            const auto answer = held.back()->nextAnswer(10'000);
-            QVERIFY(answer);
-            QCOMPARE(answer->status, 200);
-        }
+        QVERIFY(holdServedConnections(3, held));
         RawConnection fourth(m_service->port());
         const auto refused = fourth.nextAnswer(10'000);
         QVERIFY2(refused, "a fourth connection from one address was accepted");
@@ -275,13 +281,7 @@ private Q_SLOTS:
         limits.maxConnections = 3;
         start(limits);
         std::vector<std::unique_ptr<RawConnection>> held;
-        for (int i = 0; i < 3; ++i) {
-            held.push_back(std::make_unique<RawConnection>(m_service->port()));
-            held.back()->send(request("GET", "/api/folders"));
-            const auto answer = held.back()->nextAnswer(10'000);
-            QVERIFY(answer);
-            QCOMPARE(answer->status, 200);
-        }
+        QVERIFY(holdServedConnections(3, held));
         RawConnection fourth(m_service->port());
         const auto refused = fourth.nextAnswer(10'000);
         QVERIFY2(refused, "a connection over the cap in all was accepted");

@@ -18,9 +18,9 @@ VexoTask task(qint64 id, int version = 0) {
 }
 
 // A list from "3 1 2" or "3 1' 2": ids in order, a quote for a changed version.
-QList<VexoTask> tasks(const QString& spec) {
+QList<VexoTask> tasks(const QString& shorthand) {
     QList<VexoTask> list;
-    const QStringList words = spec.split(u' ', Qt::SkipEmptyParts);
+    const QStringList words = shorthand.split(u' ', Qt::SkipEmptyParts);
     for (const QString& word : words)
         list.append(task(QString(word).remove(u'\'').toLongLong(), int(word.count(u'\''))));
     return list;
