@@ -85,6 +85,7 @@ SqliteStorage::SqliteStorage(const QString& fileName, std::optional<QString> con
 SqliteStorage::~SqliteStorage() {
     makeWritesDurable();
     m_taskList.release();
+    m_lookups.release();
     m_connection.release();
     QSqlDatabase::removeDatabase(m_connectionName);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SqlStorage.h"
+#include "SqliteLookups.h"
 #include "SqliteTaskList.h"
 
 #include <QPointer>
@@ -32,6 +33,13 @@ public:
         return m_directTaskList ? m_taskList.json(userId, filter) : SqlStorage::tasksJson(userId, filter);
     }
     void setDirectTaskList(bool direct) { m_directTaskList = direct; }
+    // The reads of every signed-in request, also straight from the rows unless setDirectTaskList(false).
+    std::optional<StoredUser> userBySessionHash(const QString& tokenHash) override {
+        return m_directTaskList ? m_lookups.userBySessionHash(tokenHash) : SqlStorage::userBySessionHash(tokenHash);
+    }
+    qint64 latestRevision(qint64 userId, ChangeKind kind) override {
+        return m_directTaskList ? m_lookups.latestRevision(userId, kind) : SqlStorage::latestRevision(userId, kind);
+    }
     // Task rows the direct way left to QtSql so far.
     qint64 tasksReadTheGeneralWay() const { return m_taskList.generalRows(); }
 
@@ -43,6 +51,7 @@ private:
     QString m_fileName;
     QList<QPointer<SqliteChangeWatch>> m_watches;
     SqliteTaskList m_taskList{m_connection};
+    SqliteLookups m_lookups{m_connection};
     bool m_directTaskList = true;
     bool m_groupedSync = false; // commits are synced in groups by durabilityWork()
     // How many writes are known to be on disk; shared with syncs still running.

@@ -2,12 +2,8 @@
 
 #include "JsonText.h"
 #include "JsonWriter.h"
-#include "SqlConnection.h"
 #include "SqlRows.h"
 #include "TaskRowJson.h"
-
-#include <QSqlDriver>
-#include <QSqlError>
 
 #include <sqlite3.h>
 
@@ -23,15 +19,6 @@ constexpr int withFolder = 2;
 QString sqlFor(int shape) {
     return select(shape & withStatus, shape & withFolder, [](int) { return u"?"_s; });
 }
-
-// Leaves the statement reset whatever happens: no read stays open between requests.
-struct Reset {
-    sqlite3_stmt* statement;
-    ~Reset() {
-        sqlite3_reset(statement);
-        sqlite3_clear_bindings(statement);
-    }
-};
 
 // The statement's current row. Each column is fetched once, as a value: every sqlite3_column_*
 // call takes the connection's mutex, and a row is fifteen of them.
@@ -89,61 +76,13 @@ QVariant qtValue(sqlite3_stmt* statement, int column) {
 } // namespace
 
 SqliteTaskList::SqliteTaskList(SqlConnection& connection)
-    : m_connection(connection) {}
-
-SqliteTaskList::~SqliteTaskList() {
-    release();
-}
-
-void SqliteTaskList::release() {
-    for (sqlite3_stmt*& statement : m_statements) {
-        sqlite3_finalize(statement);
-        statement = nullptr;
-    }
-    m_db = nullptr;
-}
-
-sqlite3* SqliteTaskList::handle() {
-    m_connection.open();
-    const QVariant handle = m_connection.database().driver()->handle();
-    sqlite3* db =
-        qstrcmp(handle.typeName(), "sqlite3*") == 0 ? *static_cast<sqlite3* const*>(handle.constData()) : nullptr;
-    if (!db)
-        m_connection.fail(QSqlError(u"No SQLite connection"_s, QString(), QSqlError::ConnectionError));
-    // A connection opened again: the statements of the old one kept it from closing, so they can
-    // still be finalized, and it closes with the last of them.
-    if (db != m_db) {
-        release();
-        m_db = db;
-    }
-    return db;
-}
-
-sqlite3_stmt* SqliteTaskList::statement(sqlite3* db, int shape) {
-    sqlite3_stmt*& statement = m_statements[std::size_t(shape)];
-    if (!statement) {
-        const QByteArray sql = sqlFor(shape).toUtf8();
-        const int code =
-            sqlite3_prepare_v3(db, sql.constData(), int(sql.size()), SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
-        if (code != SQLITE_OK) {
-            sqlite3_finalize(statement);
-            statement = nullptr;
-            fail(db);
-        }
-    }
-    return statement;
-}
-
-void SqliteTaskList::fail(sqlite3* db) {
-    m_connection.fail(QSqlError(u"Unable to read the tasks"_s, QString::fromUtf8(sqlite3_errmsg(db)),
-                                QSqlError::StatementError, QString::number(sqlite3_extended_errcode(db))));
-}
+    : m_statements(connection) {}
 
 QByteArray SqliteTaskList::json(qint64 user, const TaskFilter& filter) {
-    sqlite3* db = handle();
+    sqlite3* db = m_statements.handle();
     const int shape = (filter.status ? withStatus : 0) | (filter.folderId ? withFolder : 0);
-    sqlite3_stmt* query = statement(db, shape);
-    const Reset reset{query};
+    sqlite3_stmt* query = m_statements.statement(db, shape, sqlFor(shape).toUtf8());
+    const SqliteStatements::Reset reset{query};
     int parameter = 1;
     sqlite3_bind_int64(query, parameter++, user);
     sqlite3_bind_int(query, parameter++, filter.archived ? 1 : 0);
@@ -163,7 +102,7 @@ QByteArray SqliteTaskList::json(qint64 user, const TaskFilter& filter) {
         if (code == SQLITE_DONE)
             break;
         if (code != SQLITE_ROW)
-            fail(db);
+            m_statements.fail(db, u"Unable to read the tasks"_s);
         if (!first)
             out.raw(',');
         first = false;

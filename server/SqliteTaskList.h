@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SqliteStatements.h"
 #include "Storage.h"
 
 #include <QByteArray>
@@ -7,8 +8,6 @@
 #include <array>
 
 class SqlConnection;
-struct sqlite3;
-struct sqlite3_stmt;
 
 // The task list read from SQLite straight into its answer: UTF-8 columns go into the JSON buffer
 // as they are stored, with no QVariant and no UTF-16 on the way, by statements kept prepared on
@@ -18,26 +17,17 @@ struct sqlite3_stmt;
 class SqliteTaskList final {
 public:
     explicit SqliteTaskList(SqlConnection& connection);
-    ~SqliteTaskList();
-    SqliteTaskList(const SqliteTaskList&) = delete;
-    SqliteTaskList& operator=(const SqliteTaskList&) = delete;
 
     // {"tasks":[…]}
     QByteArray json(qint64 userId, const TaskFilter& filter);
     // Lets the statements go; the connection can only close without them.
-    void release();
+    void release() { m_statements.release(); }
     // Rows read the way QtSql reads them so far.
     qint64 generalRows() const { return m_generalRows; }
 
 private:
-    sqlite3* handle();
-    sqlite3_stmt* statement(sqlite3* db, int shape);
-    [[noreturn]] void fail(sqlite3* db);
-
-    SqlConnection& m_connection;
-    sqlite3* m_db = nullptr; // the connection the statements were prepared on
-    // By shape: with a status, with a folder, with both, with neither.
-    std::array<sqlite3_stmt*, 4> m_statements{};
+    // One statement per shape: with a status, with a folder, with both, with neither.
+    SqliteStatements m_statements;
     // The last answer's size: the next one is usually about as large.
     std::array<qsizetype, 4> m_lastSize{};
     qint64 m_generalRows = 0;

@@ -112,15 +112,23 @@ HttpReply TaskApi::list(ApiRequest& request) {
     // their tasks moves that revision, and the revision is read before the list, so a tag never
     // claims a newer list than the one it comes with.
     const qint64 userId = request.userId();
-    QByteArrayList tag{m_context.storage.instanceId().toLatin1(), QByteArray::number(userId), "tasks",
-                       QByteArray::number(m_context.storage.latestRevision(userId, ChangeKind::task)),
-                       filter.archived ? "a1" : "a0"};
+    QByteArrayList form{QByteArray::number(userId), filter.archived ? "a1" : "a0"};
     if (filter.status)
-        tag << "s" + rawValue(*filter.status).toLatin1();
+        form << "s" + rawValue(*filter.status).toLatin1();
     if (filter.folderId)
-        tag << "f" + QByteArray::number(*filter.folderId);
-    return EntityTag::answer(request, EntityTag::make(tag),
-                             [&] { return HttpReply::json(m_context.storage.tasksJson(userId, filter)); });
+        form << "f" + QByteArray::number(*filter.folderId);
+    const QByteArray tag =
+        EntityTag::make(QByteArrayList{m_context.storage.instanceId().toLatin1(), form.first(), "tasks",
+                                       QByteArray::number(m_context.storage.latestRevision(userId, ChangeKind::task))} +
+                        form.sliced(1));
+    return EntityTag::answer(request, tag, [&] {
+        const QByteArray slot = form.join('-');
+        if (auto kept = m_lists.find(slot, tag))
+            return HttpReply::json(std::move(*kept));
+        QByteArray body = m_context.storage.tasksJson(userId, filter);
+        m_lists.insert(slot, tag, body);
+        return HttpReply::json(std::move(body));
+    });
 }
 
 VexoTask TaskApi::createFrom(const StoredUser& user, const QJsonObject& body, const QString& source) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AnswerCache.h"
 #include "ServerContext.h"
 
 class Router;
@@ -19,6 +20,8 @@ public:
     VexoTask createFrom(const StoredUser& user, const QJsonObject& body, const QString& source);
     // The text delivered to the user's chat.
     static QString messageFor(const VexoTask& task);
+    // Task lists already built, answered again while the user's tasks have not changed.
+    AnswerCache& lists() { return m_lists; }
 
 private:
     HttpReply list(ApiRequest& request);
@@ -33,4 +36,5 @@ private:
     HttpReply attachmentFile(ApiRequest& request);
 
     ServerContext& m_context;
+    AnswerCache m_lists;
 };

@@ -29,6 +29,8 @@ public:
     // The change feed's limits, for sockets accepted from then on.
     void setFeedLimits(const FeedLimits& limits) { m_feed.setLimits(limits); }
     const EventFeed& feed() const { return m_feed; }
+    // Bytes of task lists kept to answer again while unchanged; 0 builds every answer.
+    void setListCacheBudget(qsizetype bytes) { m_tasks.lists().setBudget(bytes); }
 
     // The reply for one request, without any socket: the whole pipeline, for the server and for tests.
     HttpReply dispatch(ApiRequest& request);

@@ -314,6 +314,32 @@ private Q_SLOTS:
         QCOMPARE(get(foldersForm, before.last()).status, foldersChange ? 200 : 304);
     }
 
+    void keptListsAreNeverStale_data() { tagFollowsEveryChange_data(); }
+
+    // A list answered again from the bytes kept for it is, after any change, what building it
+    // from the rows gives.
+    void keptListsAreNeverStale() {
+        QFETCH(Mutation, mutation);
+        QFETCH(bool, tasksChange);
+        QList<QByteArray> before;
+        for (const QString& path : tasksForms)
+            before << get(path).body;
+        mutate(mutation);
+        if (QTest::currentTestFailed())
+            return;
+        QList<QByteArray> kept;
+        for (const QString& path : tasksForms)
+            kept << get(path).body;
+        m_service->server().setListCacheBudget(0);
+        for (qsizetype i = 0; i < tasksForms.size(); ++i) {
+            const ProbeReply built = get(tasksForms[i]);
+            QCOMPARE(built.status, 200);
+            QCOMPARE(kept[i], built.body);
+            if (!tasksChange)
+                QCOMPARE(kept[i], before[i]);
+        }
+    }
+
     // Another database behind the same address, with the same ids and revisions, has other tags.
     void anotherDatabaseHasOtherTags() {
         const QByteArray tasks = tagOf(tasksForms[0]);

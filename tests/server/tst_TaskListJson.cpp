@@ -243,6 +243,58 @@ private Q_SLOTS:
         QCOMPARE(checkpoint.value(0).toInt(), 0);
     }
 
+    // The session's user and the latest revision read straight from SQLite are those of the
+    // general reads, with every optional field present or missing, and for sessions that are not there.
+    void lookupsAsTheGeneralReads() {
+        auto* sqlite = dynamic_cast<SqliteStorage*>(m_storage.get());
+        if (!sqlite)
+            QSKIP("the direct lookups are SQLite's");
+        NewUser full;
+        full.telegramId = u"77"_s;
+        full.username = u"ёжик"_s;
+        full.firstName = u"Имя"_s;
+        full.lastName = u""_s;
+        full.avatarName = u"a.png"_s;
+        full.isAdmin = true;
+        const qint64 fullId = sqlite->createUser(full, now).user.id;
+        sqlite->setAutoSendBot(m_userId, true); // the other user is the admin: columns cannot swap unseen
+        sqlite->setApiKey(fullId, u"vexoapi-ключ"_s);
+        sqlite->addSession(fullId, u"hash-full"_s, now);
+        sqlite->addSession(m_userId, u"hash-bare"_s, now);
+        NewTask task;
+        task.source = u"app"_s;
+        task.title = u"Задача"_s;
+        sqlite->insertTask(fullId, task, false, now);
+        sqlite->insertFolder(fullId, u"Папка"_s, u"#102030"_s, now);
+
+        const auto both = [&](auto read) {
+            sqlite->setDirectTaskList(true);
+            const auto direct = read();
+            sqlite->setDirectTaskList(false);
+            const auto general = read();
+            sqlite->setDirectTaskList(true);
+            return std::pair(direct, general);
+        };
+        for (const QString& hash : {u"hash-full"_s, u"hash-bare"_s, u"hash-none"_s, QString()}) {
+            const auto [direct, general] = both([&] { return sqlite->userBySessionHash(hash); });
+            QCOMPARE(direct.has_value(), general.has_value());
+            if (!direct)
+                continue;
+            QCOMPARE(direct->user, general->user);
+            QCOMPARE(direct->autoSendBot, general->autoSendBot);
+            QCOMPARE(direct->apiKey, general->apiKey);
+        }
+        QVERIFY(sqlite->userBySessionHash(u"hash-full"_s)->user.isAdmin);
+        QCOMPARE(sqlite->userBySessionHash(u"hash-full"_s)->user.lastName, std::optional<QString>(u""_s));
+        for (const qint64 user : {fullId, m_userId, qint64(987654)}) {
+            for (const ChangeKind kind : {ChangeKind::task, ChangeKind::folder}) {
+                const auto [direct, general] = both([&] { return sqlite->latestRevision(user, kind); });
+                QCOMPARE(direct, general);
+            }
+        }
+        QVERIFY(sqlite->latestRevision(fullId, ChangeKind::task) > 0);
+    }
+
 private:
     TestStorages m_storages;
     int m_count = 0;
