@@ -205,6 +205,90 @@ void JsonValue::skip() {
     }
 }
 
+namespace {
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// The content of a JSON string (between its quotes; stage one has checked its UTF-8) with its escapes
+// resolved, written straight into a buffer of its own rather than through the parser's, which for
+// a long list would grow by every escaped string read. Nothing for anything but the plain escapes
+// (the code of a surrogate, an escape JSON does not have): the parser then resolves or refuses those its own way.
+std::optional<QByteArray> unescaped(std::string_view content) {
+    QByteArray out;
+    out.reserve(qsizetype(content.size()));
+    std::size_t at = 0;
+    for (;;) {
+        const std::size_t escape = content.find('\\', at);
+        if (escape == std::string_view::npos) {
+            out.append(content.data() + at, qsizetype(content.size() - at));
+            return out;
+        }
+        out.append(content.data() + at, qsizetype(escape - at));
+        if (escape + 1 >= content.size())
+            return std::nullopt;
+        at = escape + 2;
+        switch (content[escape + 1]) {
+        case '"':
+        case '\\':
+        case '/':
+            out.append(content[escape + 1]);
+            break;
+        case 'b':
+            out.append('\b');
+            break;
+        case 'f':
+            out.append('\f');
+            break;
+        case 'n':
+            out.append('\n');
+            break;
+        case 'r':
+            out.append('\r');
+            break;
+        case 't':
+            out.append('\t');
+            break;
+        case 'u': {
+            if (escape + 6 > content.size())
+                return std::nullopt;
+            unsigned code = 0;
+            for (std::size_t i = escape + 2; i < escape + 6; ++i) {
+                const int digit = hexValue(content[i]);
+                if (digit < 0)
+                    return std::nullopt;
+                code = code * 16 + unsigned(digit);
+            }
+            if (code >= 0xD800 && code <= 0xDFFF)
+                return std::nullopt;
+            if (code < 0x80) {
+                out.append(char(code));
+            } else if (code < 0x800) {
+                out.append(char(0xC0 | (code >> 6)));
+                out.append(char(0x80 | (code & 0x3F)));
+            } else {
+                out.append(char(0xE0 | (code >> 12)));
+                out.append(char(0x80 | ((code >> 6) & 0x3F)));
+                out.append(char(0x80 | (code & 0x3F)));
+            }
+            at = escape + 6;
+            break;
+        }
+        default:
+            return std::nullopt;
+        }
+    }
+}
+
+} // namespace
+
 std::string_view JsonValue::toUtf8View() {
     expectType(json_type::string);
     m_read = true;
@@ -262,6 +346,14 @@ std::optional<QString> JsonValue::toOptionalString() {
 std::optional<QByteArray> JsonValue::toOptionalUtf8() {
     if (isNull())
         return std::nullopt;
+    expectType(json_type::string);
+    const std::string_view raw = rawScalar();
+    if (raw.size() >= 2 && raw.front() == '"' && raw.back() == '"') {
+        if (auto text = unescaped(raw.substr(1, raw.size() - 2))) {
+            m_read = true;
+            return text;
+        }
+    }
     const std::string_view text = toUtf8View();
     return QByteArray(text.data(), qsizetype(text.size()));
 }

@@ -8,6 +8,7 @@
 #include "UserStats.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -257,6 +258,51 @@ private Q_SLOTS:
                                  "\\ud83d\\ude00 \\\"q\\\" \\\\ \\/ \\n\\t\",\"color\":\"#FFFFFF\"}";
         const Folder folder = decodeJson<Folder>(bytes);
         QCOMPARE(folder.name, u"Работа 😀 \"q\" \\ / \n\t"_s);
+    }
+
+    void escapedDescriptions_data() {
+        QTest::addColumn<QByteArray>("json"); // the description as it stands in the answer, quotes included
+        QTest::newRow("none") << QByteArray("\"<p>Просто текст</p>\"");
+        QTest::newRow("quotes in HTML") << QByteArray("\"<a href=\\\"https://e.org/?a=1&b=2\\\">ссылка</a>\"");
+        QTest::newRow("every short escape") << QByteArray("\"a\\\"b\\\\c\\/d\\be\\ff\\ng\\rh\\ti\"");
+        QTest::newRow("escape first and last") << QByteArray("\"\\\"middle\\\"\"");
+        QTest::newRow("only escapes") << QByteArray("\"\\n\\n\\n\"");
+        QTest::newRow("unicode escapes") << QByteArray("\"\\u0041\\u00e9\\u00C9\\u0420\\u20ac\\uffff\"");
+        QTest::newRow("escaped NUL") << QByteArray("\"a\\u0000b\"");
+        QTest::newRow("surrogate pair") << QByteArray("\"smile \\ud83d\\ude00 and \\\"more\\\"\"");
+        QTest::newRow("raw and escaped Cyrillic") << QByteArray("\"Ёж \\u0451\\u0436 ёж\"");
+    }
+
+    // What a description's escapes stand for, as another JSON reader reads them.
+    void escapedDescriptions() {
+        QFETCH(QByteArray, json);
+        const QByteArray bytes =
+            "{\"id\":1,\"title\":\"t\",\"priority\":\"low\",\"status\":\"pending\",\"created_at\":\"x\","
+            "\"description\":" +
+            json + "}";
+        const VexoTask task = decodeJson<VexoTask>(bytes);
+        const QString expected = QJsonDocument::fromJson("[" + json + "]").array().first().toString();
+        QVERIFY(task.description);
+        QCOMPARE(task.description->toString(), expected);
+        QCOMPARE(task.description->utf8(), expected.toUtf8());
+    }
+
+    void brokenEscapes_data() {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("unknown escape") << QByteArray("\"a\\xb\"");
+        QTest::newRow("short unicode escape") << QByteArray("\"a\\u12\"");
+        QTest::newRow("not hex") << QByteArray("\"a\\u12G4\"");
+        QTest::newRow("high surrogate alone") << QByteArray("\"a\\ud800b\"");
+        QTest::newRow("high surrogate, no low after") << QByteArray("\"a\\ud800\\u0041\"");
+    }
+
+    void brokenEscapes() {
+        QFETCH(QByteArray, json);
+        const QByteArray bytes =
+            "{\"id\":1,\"title\":\"t\",\"priority\":\"low\",\"status\":\"pending\",\"created_at\":\"x\","
+            "\"description\":" +
+            json + "}";
+        QVERIFY_THROWS_EXCEPTION(DecodeError, (void)decodeJson<VexoTask>(bytes));
     }
 
     void apiKeySpelling() {
