@@ -4,10 +4,28 @@
 #include <QFuture>
 #include <QPromise>
 #include <QThreadPool>
+#include <QtGlobal>
+
+#if defined(Q_OS_LINUX)
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 #include <exception>
 #include <memory>
 #include <type_traits>
+
+// Puts the calling pooled thread below the event loop's in the scheduler's eyes, once: on a busy
+// machine a decode that takes its time is better than a frame that waits for a core.
+inline void yieldToTheEventLoop() {
+#if defined(Q_OS_LINUX)
+    thread_local bool lowered = false;
+    if (!lowered) {
+        lowered = true;
+        setpriority(PRIO_PROCESS, id_t(gettid()), 10);
+    }
+#endif
+}
 
 // Runs `work` on a pooled thread. Awaited (QCoro), the future resumes the coroutine on its own
 // thread with what `work` returned, or throws there what `work` threw. For plain computations that
@@ -19,6 +37,7 @@ template <class Work> QFuture<std::invoke_result_t<Work&>> onWorkerThread(Work w
     QFuture<Result> future = promise->future();
     promise->start();
     QThreadPool::globalInstance()->start([promise, work = std::move(work)]() mutable {
+        yieldToTheEventLoop();
         try {
             promise->addResult(work());
         } catch (...) {
