@@ -1,5 +1,7 @@
 #include "AppIcon.h"
 
+#include <QHash>
+#include <QIconEngine>
 #include <QPainter>
 #include <QPixmap>
 #include <QSvgRenderer>
@@ -25,11 +27,41 @@ QImage render(const QString& svgFile, int size) {
     return image;
 }
 
+namespace {
+
+constexpr int sizes[] = {16, 22, 24, 32, 48, 64, 128, 256};
+
+// Draws a size when it is first asked for: a start that shows its window before any window manager
+// wants the icon does not draw eight of them first.
+class LazyIconEngine final : public QIconEngine {
+public:
+    QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override {
+        const int side = qMax(1, qMin(size.width(), size.height()));
+        QPixmap& drawn = m_drawn[side];
+        if (drawn.isNull())
+            drawn = QPixmap::fromImage(render(svgPath(), side));
+        return drawn;
+    }
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+        painter->drawPixmap(rect, pixmap(rect.size(), mode, state));
+    }
+    QSize actualSize(const QSize& size, QIcon::Mode, QIcon::State) override { return size; }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
+        QList<QSize> list;
+        for (const int side : sizes)
+            list << QSize(side, side);
+        return list;
+    }
+    QIconEngine* clone() const override { return new LazyIconEngine(*this); }
+
+private:
+    QHash<int, QPixmap> m_drawn;
+};
+
+} // namespace
+
 QIcon icon() {
-    QIcon icon;
-    for (const int size : {16, 22, 24, 32, 48, 64, 128, 256})
-        icon.addPixmap(QPixmap::fromImage(render(svgPath(), size)));
-    return icon;
+    return QIcon(new LazyIconEngine);
 }
 
 } // namespace AppIcon

@@ -33,6 +33,17 @@ namespace {
 constexpr int portalWaitMs = 300;
 // Changes of the tasks on screen are followed by the reminders' own list this much later, once.
 constexpr int followTasksMs = 2000;
+// After a sign-in the reminders start with the task list, or this much later if it does not come.
+constexpr int remindersWaitMs = 5000;
+// The feed opens after the window's first frame, or this much after the start if none is painted.
+constexpr int feedWaitMs = 500;
+
+// The feed held until the first frame is painted.
+std::unique_ptr<ChangeFeed> heldFeed(const QString& base, const QNetworkAccessManager& network) {
+    auto feed = std::make_unique<ChangeFeed>(base, network);
+    feed->hold();
+    return feed;
+}
 
 } // namespace
 
@@ -42,7 +53,7 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
     , m_clock(std::make_unique<SystemClock>())
     , m_api(std::make_unique<APIService>(base, *m_network, *m_store))
     , m_state(std::make_unique<AppState>(*m_api, *m_store, *m_clock))
-    , m_feed(std::make_unique<ChangeFeed>(base, *m_network))
+    , m_feed(heldFeed(base, *m_network))
     , m_timers(std::make_unique<EventLoopTimers>())
     , m_live(std::make_unique<LiveRefresh>(*m_state, m_feed.get(), *m_timers, *m_clock))
     , m_theme(std::make_unique<Theme>(*m_store))
@@ -55,21 +66,14 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
             [this] { m_theme->setDesktopScheme(m_portal->prefersDark()); });
     m_theme->apply();
 
-    m_window = std::make_unique<ContentView>(*m_state, *m_theme);
+    m_window = std::make_unique<ContentView>(*m_state, *m_theme, nullptr, ContentView::Pages::afterFirstFrame);
     m_window->setWindowTitle(u"Vexo Tasks"_s);
     m_window->setWindowIcon(AppIcon::icon());
-    m_window->mainView()->setLiveRefresh(*m_live);
     new WindowPresence(*m_window, *m_live);
-    m_placement = std::make_unique<WindowPlacement>(*m_store, *m_window, m_window->mainView()->splitter());
+    m_placement = std::make_unique<WindowPlacement>(*m_store, *m_window, nullptr);
+    connect(m_window.get(), &ContentView::mainViewMade, this, &Vexo_TasksApp::wireMainView);
     if (options.offeredKey)
         m_window->loginView()->offerKey(*options.offeredKey);
-    m_window->mainView()->setSheetFactory(MainView::Sheet::settings, [this](QDialog* dialog) {
-        dialog->setWindowTitle(u"Настройки"_s);
-        auto* view = new SettingsView(
-            *m_state, *m_theme, [dialog] { dialog->close(); }, dialog);
-        view->addRemindersSection(*m_preferences);
-        return view;
-    });
 
     m_tray = std::make_unique<TrayIcon>(AppIcon::icon());
     m_tray->keepInTray(*m_window, [this] { return m_preferences->closeToTray(); });
@@ -85,8 +89,18 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
         bus, [this](const Notification& notification) { m_tray->showMessage(notification); });
     connect(m_notifier.get(), &DesktopNotifier::activated, this, &Vexo_TasksApp::openTask);
     m_reminders = std::make_unique<ReminderScheduler>(*m_api, *m_store, *m_clock, *m_preferences, *m_notifier);
-    connect(m_state.get(), &AppState::isLoggedInChanged, this,
-            [this] { m_reminders->setActive(m_state->isLoggedIn()); });
+    // The reminders' first list waits for the one on screen: two large answers decoded at the same
+    // time would double the memory a start takes.
+    m_remindersWait.setSingleShot(true);
+    m_remindersWait.setInterval(remindersWaitMs);
+    connect(&m_remindersWait, &QTimer::timeout, this, [this] { m_reminders->setActive(m_state->isLoggedIn()); });
+    connect(m_state.get(), &AppState::isLoadingTasksChanged, this, [this] {
+        if (!m_state->isLoadingTasks() && m_remindersWait.isActive()) {
+            m_remindersWait.stop();
+            m_reminders->setActive(m_state->isLoggedIn());
+        }
+    });
+    connect(m_state.get(), &AppState::isLoggedInChanged, this, &Vexo_TasksApp::followSession);
     // A task created, edited, done or archived here is seen by the reminders without waiting for their
     // next round; a burst of changes costs one fetch.
     m_followTasks.setSingleShot(true);
@@ -95,7 +109,49 @@ Vexo_TasksApp::Vexo_TasksApp(const QString& base, const Options& options)
     connect(m_state.get(), &AppState::tasksChanged, &m_followTasks, qOverload<>(&QTimer::start));
     // What the bot or another client changed reaches the reminders with the list.
     connect(m_live.get(), &LiveRefresh::refreshed, &m_followTasks, qOverload<>(&QTimer::start));
-    m_reminders->setActive(m_state->isLoggedIn());
+    followSession();
+
+    // Nothing of the feed is needed for the first frames; a window that is not painted soon (never
+    // shown, or hidden, or showing the login screen) does not keep it waiting.
+    QTimer::singleShot(feedWaitMs, this, &Vexo_TasksApp::firstFrameDone);
+}
+
+void Vexo_TasksApp::wireMainView(MainView* view) {
+    view->setLiveRefresh(*m_live);
+    m_placement->followSplitter(view->splitter());
+    view->setSheetFactory(MainView::Sheet::settings, [this](QDialog* dialog) {
+        dialog->setWindowTitle(u"Настройки"_s);
+        auto* settings = new SettingsView(
+            *m_state, *m_theme, [dialog] { dialog->close(); }, dialog);
+        settings->addRemindersSection(*m_preferences);
+        return settings;
+    });
+    if (!m_firstFrameDone)
+        view->installEventFilter(this);
+}
+
+void Vexo_TasksApp::followSession() {
+    if (!m_state->isLoggedIn()) {
+        m_remindersWait.stop();
+        m_reminders->setActive(false);
+    } else if (!m_reminders->isActive()) {
+        m_remindersWait.start();
+    }
+}
+
+bool Vexo_TasksApp::eventFilter(QObject* watched, QEvent* event) {
+    // The main view's first frame: let go once the paint is done (the filter sees it before).
+    if (event->type() == QEvent::Paint && qobject_cast<MainView*>(watched)) {
+        watched->removeEventFilter(this);
+        QTimer::singleShot(0, this, &Vexo_TasksApp::firstFrameDone);
+    }
+    return false;
+}
+
+void Vexo_TasksApp::firstFrameDone() {
+    if (std::exchange(m_firstFrameDone, true))
+        return;
+    m_feed->letGo();
 }
 
 Vexo_TasksApp::~Vexo_TasksApp() {

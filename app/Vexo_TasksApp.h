@@ -16,6 +16,7 @@ class DesktopNotifier;
 class DesktopPreferences;
 class EventLoopTimers;
 class LiveRefresh;
+class MainView;
 class PortalColorScheme;
 class QNetworkAccessManager;
 class ReminderScheduler;
@@ -55,7 +56,14 @@ public:
     // Brings the window up and opens the task a reminder was about, if it is still pending.
     void openTask(std::optional<qint64> taskId);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void followSession();
+    void wireMainView(MainView* view);
+    void firstFrameDone();
+
     std::unique_ptr<QNetworkAccessManager> m_network;
     std::unique_ptr<SettingsStore> m_store;
     std::unique_ptr<SystemClock> m_clock;
@@ -73,4 +81,6 @@ private:
     std::unique_ptr<ContentView> m_window;
     std::unique_ptr<WindowPlacement> m_placement;
     QTimer m_followTasks;
+    QTimer m_remindersWait;
+    bool m_firstFrameDone = false;
 };

@@ -37,6 +37,11 @@ WindowPlacement::WindowPlacement(KeyValueStore& store, QWidget& window, QSplitte
     , m_splitter(splitter) {
     restore();
     m_window.installEventFilter(this);
+    followSplitter(splitter);
+}
+
+void WindowPlacement::followSplitter(QSplitter* splitter) {
+    m_splitter = splitter;
     if (m_splitter)
         m_splitter->installEventFilter(this);
 }

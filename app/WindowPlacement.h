@@ -30,6 +30,8 @@ public:
     WindowPlacement(KeyValueStore& store, QWidget& window, QSplitter* splitter, QObject* parent = nullptr);
 
     void save();
+    // The sidebar's splitter, when the main view is made after the window.
+    void followSplitter(QSplitter* splitter);
 
     // `saved` moved and, when it has to be, shrunk so that it lies inside the screen it overlaps most,
     // or inside the primary screen when it overlaps none. `screens` are available areas; the first is

@@ -49,11 +49,25 @@ QUrl ChangeFeed::eventsUrl(const QString& base) {
     return url;
 }
 
+void ChangeFeed::hold() {
+    m_held = true;
+}
+
+void ChangeFeed::letGo() {
+    m_held = false;
+    if (!m_heldToken.isEmpty())
+        open(std::exchange(m_heldToken, QString()));
+}
+
 void ChangeFeed::open(const QString& token) {
     if (m_socket)
         return;
     if (token.isEmpty()) {
         Q_EMIT ended(Ending::refused, 0);
+        return;
+    }
+    if (m_held) {
+        m_heldToken = token;
         return;
     }
     m_handshakeSent = false;
@@ -76,6 +90,7 @@ void ChangeFeed::open(const QString& token) {
 }
 
 void ChangeFeed::close() {
+    m_heldToken.clear();
     m_timer.stop();
     m_open = false;
     dropSocket();

@@ -61,7 +61,12 @@ public:
     // Ends the connection, if any, without a word: no ended().
     void close();
 
-    bool isOpening() const { return m_socket && !m_open; }
+    // While held, open() only remembers the token; the connection is made on letting go. The first
+    // WebSocket of a process loads the TLS backend, which a window's first frame need not wait for.
+    void hold();
+    void letGo();
+
+    bool isOpening() const { return (m_socket && !m_open) || !m_heldToken.isEmpty(); }
     bool isOpen() const { return m_open; }
     // The revision of the last message heard (the hello's, then each change's).
     qint64 revision() const { return m_revision; }
@@ -93,7 +98,9 @@ private:
     std::chrono::milliseconds m_openTimeout = defaultOpenTimeout;
     std::chrono::milliseconds m_keepAlive = defaultKeepAlive;
     QWebSocket* m_socket = nullptr;
-    QTimer m_timer; // the open time-out, then the keep-alive
+    bool m_held = false;
+    QString m_heldToken; // what open() was given while held
+    QTimer m_timer;      // the open time-out, then the keep-alive
     bool m_handshakeSent = false;
     bool m_upgraded = false;
     bool m_open = false;

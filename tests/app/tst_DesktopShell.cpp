@@ -99,11 +99,16 @@ private Q_SLOTS:
         QCOMPARE(login->keyField()->text(), u"свой"_s);
     }
 
+    // They start once the task list is in, not beside it, and stop at once on logout.
     void remindersRunWhileSignedIn() {
         startApp();
         QVERIFY(!m_app->reminders().isActive());
+        QSignalSpy loading(&m_app->state(), &AppState::isLoadingTasksChanged);
         signIn();
-        QVERIFY(m_app->reminders().isActive());
+        // Well before the time they would start without the list.
+        QTRY_VERIFY_WITH_TIMEOUT(m_app->reminders().isActive(), 3000);
+        QVERIFY(!m_app->state().isLoadingTasks());
+        QVERIFY(loading.size() >= 2);
         m_app->state().logout();
         QVERIFY(!m_app->reminders().isActive());
     }

@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
+#include <QSignalSpy>
 
 using namespace Qt::StringLiterals;
 
@@ -43,6 +44,28 @@ private Q_SLOTS:
     void cleanup() {
         m_window.reset();
         m_client.reset();
+    }
+
+    // A window that waits for its first frame is painted empty, in the theme's colour, and the page
+    // for the session follows by itself, with the keyboard in it; the main view is made only when
+    // someone signs in.
+    void pagesComeAfterTheFirstFrame() {
+        m_window.reset();
+        ContentView window(m_client->state, *m_theme, nullptr, ContentView::Pages::afterFirstFrame);
+        QSignalSpy made(&window, &ContentView::mainViewMade);
+        QCOMPARE(window.count(), 0);
+        window.resize(1000, 700);
+        window.show();
+        window.activateWindow();
+        QVERIFY(!window.hasPages());
+        QTRY_VERIFY(window.hasPages());
+        QCOMPARE(window.currentWidget(), window.loginView());
+        QTRY_VERIFY(window.loginView()->keyField()->hasFocus());
+        QCOMPARE(made.size(), 0);
+
+        vexo::test::await(m_client->state.login(m_service->addUser(u"9"_s)));
+        QCOMPARE(made.size(), 1);
+        QCOMPARE(window.currentWidget(), window.mainView());
     }
 
     void refusedKeyShowsTheServicesWords() {

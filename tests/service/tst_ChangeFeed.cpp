@@ -275,6 +275,35 @@ private Q_SLOTS:
         QCOMPARE(ended.size(), 0);
         QCOMPARE(service.server().feed().socketCount(), 1);
     }
+
+    // Held, it connects nothing until let go, then opens with the last token it was given; a close
+    // meanwhile forgets the token.
+    void heldItOpensOnlyWhenLetGo() {
+        LocalService service;
+        service.addUser(u"1"_s);
+        const QString token = QString::fromUtf8(service.signIn(u"1"_s));
+        ChangeFeed feed(service.baseUrl(), m_network);
+        QSignalSpy opened(&feed, &ChangeFeed::opened);
+        QSignalSpy ended(&feed, &ChangeFeed::ended);
+        feed.hold();
+        feed.open(token);
+        QVERIFY(feed.isOpening());
+        QTest::qWait(200);
+        QCOMPARE(service.server().feed().socketCount(), 0);
+        QCOMPARE(opened.size(), 0);
+        feed.close();
+        QVERIFY(!feed.isOpening());
+        feed.letGo();
+        QTest::qWait(200);
+        QCOMPARE(service.server().feed().socketCount(), 0);
+
+        feed.hold();
+        feed.open(token);
+        feed.letGo();
+        QTRY_COMPARE(opened.size(), 1);
+        QCOMPARE(service.server().feed().socketCount(), 1);
+        QCOMPARE(ended.size(), 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_ChangeFeed)
