@@ -63,8 +63,9 @@ int main() {
             }
         }
     }
-    std::printf("\nslowest combination: %.2f ms for indexes and counters, %.2f ms with the records copied"
-                " (target < 5 ms)\n",
-                worst, worstWithCopy);
+    std::printf("\nslowest combination: %.2f ms for indexes and counters (target < 5 ms: %s)\n"
+                "with the visible records copied as well, as filteredTasks() hands them out (the list view takes\n"
+                "rows by index and copies nothing; for comparison only): %.2f ms\n",
+                worst, worst < 5 ? "met" : "MISSED", worstWithCopy);
     return 0;
 }
