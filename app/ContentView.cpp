@@ -42,6 +42,9 @@ MainView* ContentView::mainView() {
         m_main = new MainView(m_state, m_theme, this);
         addWidget(m_main);
         Q_EMIT mainViewMade(m_main);
+        // Wired now (its sheet factories among it), it can open what was asked for before it was made.
+        if (m_following)
+            m_main->syncSheets();
     }
     return m_main;
 }

@@ -145,6 +145,11 @@ QDialog* MainView::openSheet(Sheet sheet) const {
     return nullptr;
 }
 
+void MainView::syncSheets() {
+    for (SheetBinding& binding : m_sheets)
+        syncSheet(binding);
+}
+
 void MainView::bindSheet(Sheet sheet, void (AppState::*signal)(), std::function<bool()> isOpen,
                          std::function<void(bool)> setOpen) {
     m_sheets.append(SheetBinding{sheet, std::move(isOpen), std::move(setOpen), {}, nullptr});

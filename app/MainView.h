@@ -41,6 +41,8 @@ public:
     ToastOverlay* toast() const { return m_toast; }
     // The dialog of a sheet while it is open.
     QDialog* openSheet(Sheet sheet) const;
+    // Opens the sheets the state asked for before this view was made (a start with --new-task).
+    void syncSheets();
 
     // The list's refresh button and stale line follow `live`, and F5 refreshes through it.
     void setLiveRefresh(LiveRefresh& live);

@@ -8,6 +8,7 @@
 #include "MainView.h"
 #include "MemoryStore.h"
 #include "ReminderScheduler.h"
+#include "SettingsStore.h"
 #include "SettingsView.h"
 #include "SingleInstance.h"
 #include "Switch.h"
@@ -151,6 +152,20 @@ private Q_SLOTS:
         signIn();
         m_app->handleMessage(SingleInstance::newTask);
         QVERIFY(m_app->state().showCreateTask());
+        QTRY_VERIFY(m_app->window().mainView()->openSheet(MainView::Sheet::createTask));
+    }
+
+    // Started with --new-task and a saved session: the sheet opens once the window has its pages.
+    void aStartForANewTaskOpensItsSheet() {
+        {
+            SettingsStore store;
+            store.setText(u"vexo_token"_s, QString::fromUtf8(m_service->signIn(u"31"_s)));
+        }
+        m_app = std::make_unique<Vexo_TasksApp>(m_service->baseUrl());
+        QVERIFY(m_app->state().isLoggedIn());
+        m_app->show(true);
+        QVERIFY(m_app->state().showCreateTask());
+        QTRY_VERIFY(m_app->window().hasPages());
         QTRY_VERIFY(m_app->window().mainView()->openSheet(MainView::Sheet::createTask));
     }
 
