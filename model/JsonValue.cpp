@@ -207,16 +207,6 @@ void JsonValue::skip() {
 
 namespace {
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 // The content of a JSON string (between its quotes; stage one has checked its UTF-8) with its escapes
 // resolved, written straight into a buffer of its own rather than through the parser's, which for
 // a long list would grow by every escaped string read. Nothing for anything but the plain escapes
@@ -261,7 +251,7 @@ std::optional<QByteArray> unescaped(std::string_view content) {
                 return std::nullopt;
             unsigned code = 0;
             for (std::size_t i = escape + 2; i < escape + 6; ++i) {
-                const int digit = hexValue(content[i]);
+                const int digit = hexDigitValue(content[i]);
                 if (digit < 0)
                     return std::nullopt;
                 code = code * 16 + unsigned(digit);

@@ -1,5 +1,7 @@
 #include "JsonBodyGuard.h"
 
+#include "Utf8.h"
+
 #include <QList>
 #include <QSet>
 
@@ -7,23 +9,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 // The code unit of a \uXXXX escape starting at `at` (the backslash), or -1.
 int escapedUnit(QByteArrayView text, qsizetype at) {
     if (at + 6 > text.size() || text[at] != '\\' || text[at + 1] != 'u')
         return -1;
     int unit = 0;
     for (qsizetype i = at + 2; i < at + 6; ++i) {
-        const int digit = hexValue(text[i]);
+        const int digit = hexDigitValue(text[i]);
         if (digit < 0)
             return -1;
         unit = unit * 16 + digit;
