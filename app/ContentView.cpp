@@ -62,6 +62,8 @@ void ContentView::startFollowing() {
         return;
     m_following = true;
     follow();
+    if (m_main)
+        m_main->syncSheets();
     // Pages that come after the window was activated get no focus from the activation.
     if (isActiveWindow() && !QApplication::focusWidget())
         focusNextPrevChild(true);

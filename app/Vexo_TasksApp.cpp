@@ -35,10 +35,10 @@ constexpr int portalWaitMs = 300;
 constexpr int followTasksMs = 2000;
 // After a sign-in the reminders start with the task list, or this much later if it does not come.
 constexpr int remindersWaitMs = 5000;
-// The feed opens after the window's first frame, or this much after the start if none is painted.
+// The feed opens after the main view's first frame, or this much after the start at the latest.
 constexpr int feedWaitMs = 500;
 
-// The feed held until the first frame is painted.
+// The feed, held until the main view's first frame is painted.
 std::unique_ptr<ChangeFeed> heldFeed(const QString& base, const QNetworkAccessManager& network) {
     auto feed = std::make_unique<ChangeFeed>(base, network);
     feed->hold();
