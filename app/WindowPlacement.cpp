@@ -42,8 +42,21 @@ WindowPlacement::WindowPlacement(KeyValueStore& store, QWidget& window, QSplitte
 
 void WindowPlacement::followSplitter(QSplitter* splitter) {
     m_splitter = splitter;
-    if (m_splitter)
-        m_splitter->installEventFilter(this);
+    if (!m_splitter)
+        return;
+    m_splitter->installEventFilter(this);
+    // One already on screen has its width and gets no resize to wait for.
+    if (m_splitter->isVisible())
+        applySidebarWidth();
+}
+
+void WindowPlacement::applySidebarWidth() {
+    if (!m_splitter || !m_sidebarWidth || m_splitter->width() <= 0)
+        return;
+    const int total = m_splitter->width() - m_splitter->handleWidth();
+    const int sidebar = std::min(*m_sidebarWidth, total / 2);
+    m_splitter->setSizes({sidebar, total - sidebar});
+    m_sidebarWidth.reset();
 }
 
 QRect WindowPlacement::clamp(const QRect& saved, const QList<QRect>& screens) {
@@ -128,11 +141,7 @@ bool WindowPlacement::eventFilter(QObject* watched, QEvent* event) {
         save();
     // The splitter learns its width only when it is laid out, which for the main view may be long
     // after the start (after signing in): the saved sidebar width waits for that.
-    if (watched == m_splitter && event->type() == QEvent::Resize && m_sidebarWidth && m_splitter->width() > 0) {
-        const int total = m_splitter->width() - m_splitter->handleWidth();
-        const int sidebar = std::min(*m_sidebarWidth, total / 2);
-        m_splitter->setSizes({sidebar, total - sidebar});
-        m_sidebarWidth.reset();
-    }
+    if (watched == m_splitter && event->type() == QEvent::Resize)
+        applySidebarWidth();
     return QObject::eventFilter(watched, event);
 }

@@ -47,6 +47,7 @@ protected:
 
 private:
     void restore();
+    void applySidebarWidth();
 
     KeyValueStore& m_store;
     QWidget& m_window;

@@ -153,6 +153,30 @@ private Q_SLOTS:
         QVERIFY(again.widget.windowState() & Qt::WindowMaximized);
     }
 
+    // The main view, and its sidebar, may be made after the window is placed and even shown.
+    void aSidebarFollowedLaterGetsItsWidth_data() {
+        QTest::addColumn<bool>("shownFirst");
+        QTest::newRow("before it is laid out") << false;
+        QTest::newRow("already laid out") << true;
+    }
+
+    void aSidebarFollowedLaterGetsItsWidth() {
+        QFETCH(bool, shownFirst);
+        MemoryStore store;
+        store.setText(u"vexo_sidebar_width"_s, u"290"_s);
+        Window window;
+        WindowPlacement placement(store, window.widget, nullptr);
+        if (shownFirst) {
+            window.widget.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&window.widget));
+            QTRY_VERIFY(window.splitter->width() > 0);
+        }
+        placement.followSplitter(window.splitter);
+        window.widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window.widget));
+        QTRY_COMPARE(window.splitter->sizes().first(), 290);
+    }
+
     void aSidebarWiderThanHalfTheWindowIsKeptToHalf() {
         MemoryStore store;
         store.setText(u"vexo_sidebar_width"_s, u"5000"_s);
