@@ -1,6 +1,6 @@
-#include "FixedZone.h"
 #include "AppState.h"
 #include "Await.h"
+#include "FixedZone.h"
 #include "MemoryStore.h"
 #include "ScriptedServer.h"
 #include "TaskListModel.h"

@@ -172,8 +172,8 @@ private Q_SLOTS:
         QCOMPARE(view.hotkeyRows().mid(4),
                  (QStringList{u"Поиск — Ctrl F"_s, u"Открыть задачу — Enter"_s, u"Редактировать задачу — Ctrl E"_s,
                               u"Переместить в папку — Ctrl M"_s, u"Удалить задачу — Delete"_s,
-                              u"Меню задачи — Shift F10"_s, u"Назад к задачам — Alt ←"_s, u"Обновить — F5"_s, u"Настройки — Ctrl ,"_s,
-                              u"Закрыть окно — Ctrl W"_s, u"Завершить программу — Ctrl Q"_s}));
+                              u"Меню задачи — Shift F10"_s, u"Назад к задачам — Alt ←"_s, u"Обновить — F5"_s,
+                              u"Настройки — Ctrl ,"_s, u"Закрыть окно — Ctrl W"_s, u"Завершить программу — Ctrl Q"_s}));
 
         // The sending control is a switch and nothing more: no box, no words of its own.
         QVERIFY(view.findChildren<QCheckBox*>().isEmpty());

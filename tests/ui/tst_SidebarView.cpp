@@ -9,11 +9,11 @@
 #include "Theme.h"
 #include "WidgetTest.h"
 
+#include <QAccessible>
 #include <QBuffer>
 #include <QLabel>
 #include <QMenu>
 #include <QNetworkAccessManager>
-#include <QAccessible>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>

@@ -82,7 +82,8 @@ QRect TaskRowDelegate::checkBoxRect(const QRect& rowRect) {
 QSize TaskRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
     // Asked of every row: the model knows whether a row has a preview line without reading its text.
     const bool preview = index.data(TaskListModel::HasPreviewRole).toBool();
-    const int height = padY + titleHeight + lineGap + (preview ? previewHeight + lineGap : 0) + markerHeight + padY + gap;
+    const int height =
+        padY + titleHeight + lineGap + (preview ? previewHeight + lineGap : 0) + markerHeight + padY + gap;
     // The list gives every row its full width; asking for none keeps a horizontal scroll bar away.
     Q_UNUSED(option);
     return {1, height};
