@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 
 #include <cstdio>
+#include <cstdlib>
 #include <malloc.h>
 
 using namespace Qt::StringLiterals;
@@ -50,7 +51,7 @@ console.log(best.toFixed(3));)"_s.arg(runs);
     QProcess process;
     process.start(node, {u"-e"_s, script, file});
     process.waitForFinished(600'000);
-    return process.readAllStandardOutput().trimmed().toDouble();
+    return std::strtod(process.readAllStandardOutput().trimmed().constData(), nullptr);
 }
 
 } // namespace

@@ -24,6 +24,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -115,7 +116,7 @@ public:
         const QString output = QString::fromUtf8(process.readAllStandardOutput());
         const auto grab = [&](const QString& pattern) { return QRegularExpression(pattern).match(output).captured(1); };
         Load load;
-        load.requests = grab(u"Requests/sec:\\s+([\\d.]+)"_s).toDouble();
+        load.requests = std::strtod(grab(u"Requests/sec:\\s+([\\d.]+)"_s).toLatin1().constData(), nullptr);
         load.p50 = grab(u"50%\\s+([\\d.]+\\w+)"_s);
         load.p99 = grab(u"99%\\s+([\\d.]+\\w+)"_s);
         load.ownCores = cores(cpuTicks(serverPid) - serverBefore);

@@ -11,6 +11,7 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -33,7 +34,7 @@ double memory(const char* field) {
         return -1;
     for (const QByteArray& line : status.readAll().split('\n')) {
         if (line.startsWith(field))
-            return line.mid(qstrlen(field)).trimmed().split(' ').first().toDouble() / 1024.0;
+            return std::strtod(line.mid(qstrlen(field)).trimmed().split(' ').first().constData(), nullptr) / 1024.0;
     }
     return -1;
 }

@@ -42,6 +42,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <thread>
 #include <unistd.h>
@@ -104,6 +105,11 @@ private:
     double m_longest = 0;
 };
 
+// A decimal number as the C locale writes it; 0 for anything else.
+double number(const QString& text) {
+    return std::strtod(text.toLatin1().constData(), nullptr);
+}
+
 // Milliseconds since the kernel started this process (10 ms resolution), so exec and dynamic
 // linking count too.
 double sinceExecMs() {
@@ -113,8 +119,8 @@ double sinceExecMs() {
         return -1;
     const QString text = QString::fromLatin1(stat.readAll());
     const QStringList fields = text.mid(text.lastIndexOf(u')') + 2).split(u' ');
-    const double startTicks = fields.value(19).toDouble();
-    const double now = QString::fromLatin1(uptime.readAll()).section(u' ', 0, 0).toDouble();
+    const double startTicks = number(fields.value(19));
+    const double now = number(QString::fromLatin1(uptime.readAll()).section(u' ', 0, 0));
     return (now - startTicks / double(sysconf(_SC_CLK_TCK))) * 1000.0;
 }
 
@@ -346,7 +352,7 @@ console.log((after - before) + ' ' + process.resourceUsage().maxRSS + ' ' + valu
     process.start(node, {u"--expose-gc"_s, u"-e"_s, script, file});
     process.waitForFinished(600'000);
     const QStringList fields = QString::fromUtf8(process.readAllStandardOutput()).trimmed().split(u' ');
-    return {fields.value(0).toDouble(), fields.value(1).toDouble()};
+    return {number(fields.value(0)), number(fields.value(1))};
 }
 
 // The pending, unarchived tasks of an answer, as the service answers the reminders' own request.
@@ -374,6 +380,10 @@ void writeSession(const QString& configDir, const QString& token, const QByteArr
 
 QString grab(const QString& output, const QString& pattern) {
     return QRegularExpression(pattern).match(output).captured(1);
+}
+
+double grabNumber(const QString& output, const QString& pattern) {
+    return number(grab(output, pattern));
 }
 
 int runHarness() {
@@ -412,13 +422,13 @@ int runHarness() {
     for (int run = 0; run < 7; ++run) {
         double startedAt = 0;
         QString out = runClient(u"bare"_s, base, dir.filePath(u"bare"_s), &startedAt);
-        bare << grab(out, u"first-paint at ([\\d.]+)"_s).toDouble() - startedAt;
+        bare << grabNumber(out, u"first-paint at ([\\d.]+)"_s) - startedAt;
         bareRss = std::max(bareRss, grab(out, u"peak-rss (\\d+)"_s).toLongLong());
         out = runClient(u"startup"_s, base, dir.filePath(u"startup"_s), &startedAt);
-        paints << grab(out, u"first-paint [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s).toDouble() - startedAt;
-        paintsMain << grab(out, u"first-paint ([\\d.]+)"_s).toDouble();
-        onScreen << grab(out, u"tasks-on-screen [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s).toDouble() - startedAt;
-        pages << grab(out, u"main-view-paint [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s).toDouble() - startedAt;
+        paints << grabNumber(out, u"first-paint [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s) - startedAt;
+        paintsMain << grabNumber(out, u"first-paint ([\\d.]+)"_s);
+        onScreen << grabNumber(out, u"tasks-on-screen [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s) - startedAt;
+        pages << grabNumber(out, u"main-view-paint [\\d.]+ [\\d.-]+ at ([\\d.]+)"_s) - startedAt;
         rss = std::max(rss, grab(out, u"peak-rss (\\d+)"_s).toLongLong());
     }
     const double bareMs = median(bare);
@@ -478,9 +488,9 @@ int runHarness() {
         std::printf("%d tasks (answer %.1f MB; the reminders' pending tasks %.1f MB)\n", count, answerMb,
                     double(pending.size()) / 1e6);
         std::printf("  longest event-loop stall, answers in to every row laid out: %6.2f ms (target ≤ 16)\n",
-                    grab(out, u"stall ([\\d.]+)"_s).toDouble());
+                    grabNumber(out, u"stall ([\\d.]+)"_s));
         std::printf("  first list paint after the answer:  %7.2f ms (target < 50)\n",
-                    grab(out, u"list-paint ([\\d.]+)"_s).toDouble());
+                    grabNumber(out, u"list-paint ([\\d.]+)"_s));
         std::printf("  first layout of every row: %s ms CPU on the event loop's thread, done after %s ms (target < 100 "
                     "CPU)\n",
                     qPrintable(grab(out, u"layout-complete \\d+ cpu ([\\d.]+)"_s)),
@@ -488,15 +498,15 @@ int runHarness() {
         std::printf("  scrolling: %s frames, mean %s ms, p99 %s ms, p100 %s ms (target < 16 each)\n",
                     qPrintable(grab(out, u"scroll-frames (\\d+)"_s)), qPrintable(grab(out, u"mean ([\\d.]+)"_s)),
                     qPrintable(grab(out, u"p99 ([\\d.]+)"_s)), qPrintable(grab(out, u"max ([\\d.]+)"_s)));
-        const double peak = grab(out, u"peak-rss (\\d+)"_s).toDouble() / 1024.0;
+        const double peak = grabNumber(out, u"peak-rss (\\d+)"_s) / 1024.0;
         std::printf("  peak RSS: %.1f MB; Node JSON.parse of the same bytes: %.1f MB (target ≤ Node)\n", peak,
                     nodePeakKb / 1024.0);
-        const double heldPerTask = grab(held, u"hold (-?\\d+)"_s).toDouble() / count;
+        const double heldPerTask = grabNumber(held, u"hold (-?\\d+)"_s) / count;
         std::printf("  steady memory per task, the list as the client holds it: %.0f B; Node holding JSON.parse of "
                     "the same bytes: %.0f B (target ≤ Node)\n",
                     heldPerTask, nodeSteady / count);
         std::printf("  steady memory per task, the whole client (list, rows, reminders' pending tasks): %.0f B\n\n",
-                    grab(out, u"steady (-?\\d+)"_s).toDouble() / count);
+                    grabNumber(out, u"steady (-?\\d+)"_s) / count);
     }
     return 0;
 }
